@@ -1,0 +1,35 @@
+// One node of the parse tree. Links never own: a node may hang below several parents,
+// and the CParseTree that created it deletes it.
+#pragma once
+
+#include "parsetree/nodekinds.h"
+#include "parsetree/object.h"
+#include "parsetree/sqltoken.h"
+
+class CSQLNode : public CObject {
+public:
+    CSQLNode() = default;
+
+    // Walk along m_pNext to the last element and link node behind it.
+    void AppendNext(CSQLNode* node);
+    // The same along m_pAttach.
+    void AppendAttach(CSQLNode* node);
+
+    const char* GetName() const { return m_strName; }
+    std::string GetText() const { return m_pToken ? m_pToken->GetText() : std::string(); }
+
+    CSQLToken* m_pToken = nullptr;
+    CSQLNode* m_pNext = nullptr;
+    CSQLNode* m_pAttach = nullptr;
+    CSQLNode* m_pLeft = nullptr;
+    CSQLNode* m_pRight = nullptr;
+    int32_t m_nKind = NODE_KIND_UNSET;
+    // Names are the fixed strings of the node catalog, so the node keeps a pointer to the
+    // static text rather than a copy.
+    const char* m_strName = "";
+
+private:
+    // Where the last AppendNext on this node ended: the list rules append to the head of a
+    // growing list, and starting the walk here keeps a list of n elements O(n) to build.
+    CSQLNode* m_pTailHint = nullptr;
+};
