@@ -7,6 +7,23 @@
 #include "scanner/scanner.h"
 #include "scanner/symbols.h"
 
+namespace {
+
+// Token texts may hold line feeds and other control bytes; show them escaped.
+std::string Escaped(const std::string& text) {
+    std::string out;
+    for (unsigned char c : text) {
+        if (c == '\n') out += "\\n";
+        else if (c == '\t') out += "\\t";
+        else if (c == '\r') out += "\\r";
+        else if (c == '\\') out += "\\\\";
+        else out += static_cast<char>(c);
+    }
+    return out;
+}
+
+} // namespace
+
 std::string DumpTokens(const char* text, size_t length, std::ostream* echo) {
     CParseTree tree;
     CSQLScanner scanner(text ? text : "", text ? length : 0, &tree, echo);
@@ -18,7 +35,7 @@ std::string DumpTokens(const char* text, size_t length, std::ostream* echo) {
         out += kSymbolNames[SymbolOfTokenCode(code)];
         if (tree.Tokens().GetSize() != before) {
             out += " \"";
-            out += tree.GetCurrentToken()->Text();
+            out += Escaped(tree.GetCurrentToken()->Text());
             out += "\"";
         }
         out += "\n";
@@ -60,7 +77,7 @@ std::string DumpTree(const CParseTree& tree) {
         seen[i] = true;
         out += id(f.node) + " " + std::to_string(f.node->m_nKind) + " " + f.node->GetName();
         if (f.node->m_pToken) {
-            out += " \"" + f.node->m_pToken->Text() + "\"";
+            out += " \"" + Escaped(f.node->m_pToken->Text()) + "\"";
             if (f.node->m_pToken->m_nCode == kMadeUpTokenCode) out += " (made up)";
         }
         out += "\n";

@@ -1,0 +1,160 @@
+// The parse-error report, byte for byte, and the parser's results 0, 1 and 2.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+#include "helpers.h"
+#include "parsetree/driver.h"
+#include "parsetree/reporttext.h"
+
+namespace {
+
+std::string ReportOf(const std::string& text, int expected = PARSE_SYNTAX_ERROR) {
+    CParseTree tree;
+    EXPECT_EQ(ParseInto(tree, text), expected) << text;
+    EXPECT_EQ(tree.GetRoot(), nullptr);
+    return tree.GetErrorText();
+}
+
+TEST(Report, EmptyStatementHasExactlyTwoLines) {
+    const std::string expected = "Parse error\nExpected tokens: <UNION>, <EXCEPT>, <INTERSECT>\n";
+    EXPECT_EQ(ReportOf(""), expected);
+    EXPECT_EQ(ReportOf("   \n\t "), expected);
+    CParseTree tree;
+    EXPECT_EQ(tree.Parse(nullptr), PARSE_SYNTAX_ERROR);
+    EXPECT_EQ(tree.GetErrorText(), expected);
+    EXPECT_EQ(tree.Parse(u""), PARSE_SYNTAX_ERROR);
+    EXPECT_EQ(tree.GetErrorText(), expected);
+}
+
+TEST(Report, TraceEndingWithAShiftHasNoFinalLineFeed) {
+    EXPECT_EQ(ReportOf("UPDATE"), "Parse error\nExpected tokens: <IDENTIFIER>\n\n ------- Parse trace -------\n > UPDATE");
+}
+
+TEST(Report, WholeExample) {
+    EXPECT_EQ(ReportOf("SELECT a b FROM t"), "Parse error\n"
+                                               "Expected tokens: <COMMA>, <FROM>\n"
+                                               "Last token: 'b'(L), 'b'(P)\n"
+                                               "Last node: 'ColumnName: [NULL].Identifier'\n"
+                                               "\n"
+                                               " ------- Parse trace -------\n"
+                                               " > SELECT\n"
+                                               " > IDENTIFIER\n"
+                                               "IDENTIFIER -> Identifier\n"
+                                               "Identifier -> Identifier_QuotesAllowed\n"
+                                               "Identifier_QuotesAllowed -> ColName\n"
+                                               "ColName -> ValueOrColName\n"
+                                               "ValueOrColName -> SelectExpressionItem\n"
+                                               "SelectExpressionItem -> SelectExpression\n"
+                                               "SelectExpression -> SelectExpressionAsName\n"
+                                               "SelectExpressionAsName -> SelectElementList\n");
+}
+
+TEST(Report, KeywordsMakeNoTreeToken) {
+    std::string report = ReportOf("SELECT a FROM FROM");
+    EXPECT_NE(report.find("\nLast token: 'FROM'(L), 'a'(P)\n"), std::string::npos) << report;
+    // FROM was shifted, so the trace ends with it and no line feed.
+    EXPECT_EQ(report.substr(report.size() - 8), "\n > FROM");
+}
+
+TEST(Report, ConsecutiveShiftsShareOneLine) {
+    std::string report = ReportOf("SELECT a FROM t t2 t3");
+    EXPECT_NE(report.find("\n > FROM > IDENTIFIER\n"), std::string::npos) << report;
+    EXPECT_NE(report.find("Last token: 't3'(L), 't3'(P)\n"), std::string::npos) << report;
+}
+
+TEST(Report, EndOfInputHasAnEmptyScannerText) {
+    std::string report = ReportOf("SELECT a FROM");
+    EXPECT_NE(report.find("\nLast token: ''(L), 'a'(P)\n"), std::string::npos) << report;
+}
+
+TEST(Report, MadeUpTokensBecomeTheTreesLastToken) {
+    // LIMIT 5 reads the next token to see whether a comma follows, then makes up the
+    // offset "1": (P) names the made-up token, not the one that caused the error.
+    std::string report = ReportOf("SELECT a FROM t LIMIT 5 x");
+    EXPECT_NE(report.find("Last token: 'x'(L), '1'(P)"), std::string::npos) << report;
+    report = ReportOf("SELECT a FROM t LIMIT 5 LIMIT");
+    EXPECT_NE(report.find("Last token: 'LIMIT'(L), '1'(P)"), std::string::npos) << report;
+}
+
+TEST(Report, ExpectedTokensAreInAscendingSymbolOrder) {
+    std::string report = ReportOf("SELECT");
+    const std::string line = report.substr(report.find('\n') + 1, report.find('\n', 12) - report.find('\n') - 1);
+    EXPECT_EQ(line.rfind("Expected tokens: <", 0), 0u) << line;
+    // The error is found after the empty Top and AllDistinct were reduced by default, so
+    // TOP, ALL and DISTINCT are not listed; IDENTIFIER (3) < STAR (24) < COUNT (25).
+    EXPECT_LT(line.find("<IDENTIFIER>"), line.find("<STAR>"));
+    EXPECT_LT(line.find("<STAR>"), line.find("<COUNT>"));
+    EXPECT_EQ(line.find("<TOP>"), std::string::npos) << line;
+    EXPECT_EQ(line.find("<DISTINCT>"), std::string::npos) << line;
+}
+
+TEST(Report, CaseStateMessageWinsOverTheDriversReport) {
+    EXPECT_EQ(ReportOf("SELECT x FROM t WHERE CASESTATE_foo"), "[CASESTATE_foo] Invalid case state type");
+    CParseTree tree;
+    EXPECT_EQ(ParseInto(tree, "SELECT x FROM t CASESTATE (foo)"), PARSE_ACCEPTED);
+    EXPECT_NE(tree.GetRoot(), nullptr);
+    EXPECT_EQ(tree.GetErrorText(), "[ (foo)] Invalid case state type");
+}
+
+TEST(Report, FailedParseKeepsItsNodesUntilTheNextParse) {
+    CParseTree tree;
+    EXPECT_EQ(ParseInto(tree, "SELECT a, b + 1 FROM t WHERE"), PARSE_SYNTAX_ERROR);
+    EXPECT_EQ(tree.GetRoot(), nullptr);
+    EXPECT_GT(tree.Nodes().GetSize(), 3u);
+    EXPECT_FALSE(tree.GetErrorText().empty());
+    EXPECT_EQ(ParseInto(tree, "SELECT a FROM t"), PARSE_ACCEPTED);
+    EXPECT_TRUE(tree.GetErrorText().empty());
+    EXPECT_NE(tree.GetRoot(), nullptr);
+}
+
+// "t WHERE (((a = 1)))" stacks three states before the parentheses and at most three
+// after them, so n parentheses need n + 6 stacked states.
+std::string Nested(int n) { return "t WHERE " + std::string(n, '(') + "a = 1" + std::string(n, ')'); }
+
+TEST(Report, StackHoldsAtMost9999States) {
+    CParseTree tree;
+    EXPECT_EQ(ParseInto(tree, Nested(9993)), PARSE_ACCEPTED);
+    EXPECT_EQ(ParseInto(tree, Nested(9994)), PARSE_STACK_EXHAUSTED);
+    EXPECT_EQ(tree.GetErrorText(), "parser stack overflow");
+    EXPECT_EQ(tree.GetRoot(), nullptr);
+    EXPECT_EQ(ParseInto(tree, Nested(50000)), PARSE_STACK_EXHAUSTED);
+    // An earlier error text is kept.
+    EXPECT_EQ(ParseInto(tree, "CASESTATE_foo " + Nested(9994)), PARSE_STACK_EXHAUSTED);
+    EXPECT_EQ(tree.GetErrorText(), "[CASESTATE_foo] Invalid case state type");
+}
+
+TEST(Report, WordsComeFromTheInstalledLoader) {
+    SetReportTextLoader([](std::string& target, unsigned id) {
+        if (id == IDS_PARSE_ERROR) target = "Syntaxfehler";
+        if (id == IDS_EXPECTED_TOKENS) target = "Erwartet";
+    });
+    std::string report = ReportOf("");
+    SetReportTextLoader(nullptr);
+    EXPECT_EQ(report, "Syntaxfehler\nErwartet: <UNION>, <EXCEPT>, <INTERSECT>\n");
+    EXPECT_EQ(ReportOf("UPDATE").substr(0, 12), "Parse error\n");
+}
+
+TEST(Report, ParsesOnDifferentTreesInDifferentThreadsDoNotMix) {
+    const std::string a = "SELECT a b FROM t";
+    const std::string b = "UPDATE";
+    const std::string expectA = ReportOf(a);
+    const std::string expectB = ReportOf(b);
+    int mismatches[2] = {0, 0};
+    auto run = [](const std::string& text, const std::string& expected, int* bad) {
+        CParseTree tree;
+        for (int i = 0; i < 300; ++i) {
+            ParseInto(tree, text);
+            if (tree.GetErrorText() != expected) ++*bad;
+        }
+    };
+    std::thread t1(run, std::cref(a), std::cref(expectA), &mismatches[0]);
+    std::thread t2(run, std::cref(b), std::cref(expectB), &mismatches[1]);
+    t1.join();
+    t2.join();
+    EXPECT_EQ(mismatches[0], 0);
+    EXPECT_EQ(mismatches[1], 0);
+}
+
+} // namespace
