@@ -12,6 +12,7 @@
 #include <windows.h>
 #include <ole2.h>
 #include <oleauto.h>
+#include <olectl.h>
 #else
 #include "platform/posix/oletypes.h"
 #endif

@@ -2,10 +2,12 @@
 # Installs the Debian packages the build and the tests need (run as root).
 # Set TARVOLIN_NO_WINDOWS=1 to skip the MinGW-w64 and Wine packages.
 set -euo pipefail
-packages=(flex bison libfl-dev cmake make g++ googletest libgtest-dev libbenchmark-dev python3)
+# widl (mingw-w64-tools) and the OLE IDL files (libwine-dev) generate the interfaces for
+# both builds.
+packages=(flex bison libfl-dev cmake make g++ googletest libgtest-dev libbenchmark-dev python3
+          mingw-w64-tools libwine-dev)
 if [ "${TARVOLIN_NO_WINDOWS:-0}" != 1 ]; then
-  packages+=(wine wine64 libwine-dev mingw-w64-tools g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64
-             mingw-w64-x86-64-dev)
+  packages+=(wine wine64 g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64 mingw-w64-x86-64-dev)
 fi
 missing=()
 for p in "${packages[@]}"; do

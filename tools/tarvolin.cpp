@@ -1,44 +1,106 @@
-// tarvolin: parse one SQL statement and show what the parser made of it.
+// tarvolin: parse SQL statements and print what a host sees of them.
 //
-//   tarvolin [--tokens] [--tree] [-f FILE] [STATEMENT]
+//   tarvolin [--json] [-q] [--tree] [--tokens] [-f FILE] [STATEMENT]
 //
-// Without STATEMENT and -f the statement is read from standard input. With -f each line
-// of FILE is one statement. A rejected statement prints its error report to standard
-// error; the exit status is 1 when any statement was rejected, 0 otherwise.
+// The statement is the argument, or standard input; with -f FILE each non-empty line is
+// one statement. The output lists the statement type, every property of the statement
+// object, every list and every stack's items in order (--json: the same as JSON; -q:
+// nothing for accepted statements). --tree and --tokens show the parser's own view
+// instead. A rejected statement prints its error description to standard error, preceded
+// by its line number with -f; the exit status is 1 when any statement was rejected.
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "builder/parser.h"
 #include "parsetree/dump.h"
-#include "parsetree/parsetree.h"
+#include "tools/printer.h"
 
 namespace {
 
 struct Options {
-    bool tokens = false;
-    bool tree = true;
+    bool json = false, quiet = false, tree = false, tokens = false;
     const char* file = nullptr;
     std::string statement;
     bool haveStatement = false;
 };
 
 int Usage() {
-    std::cerr << "usage: tarvolin [--tokens] [--tree] [-f FILE] [STATEMENT]\n";
+    std::cerr << "usage: tarvolin [--json] [-q] [--tree] [--tokens] [-f FILE] [STATEMENT]\n";
     return 2;
 }
 
-bool ParseOne(CParseTree& tree, const Options& options, const std::string& text, long line) {
+// Command lines and files are UTF-8; a host hands the parser UTF-16. Bytes that are not
+// valid UTF-8 are taken as Latin-1 characters.
+std::vector<OLECHAR> Utf8ToUtf16(const std::string& text) {
+    std::vector<OLECHAR> out;
+    for (size_t i = 0; i < text.size();) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        unsigned code = c, extra = 0;
+        if (c >= 0xC2 && c <= 0xDF) code = c & 0x1F, extra = 1;
+        else if (c >= 0xE0 && c <= 0xEF) code = c & 0x0F, extra = 2;
+        else if (c >= 0xF0 && c <= 0xF4) code = c & 0x07, extra = 3;
+        bool valid = extra && i + extra < text.size() + 0;
+        for (unsigned k = 1; valid && k <= extra; ++k) {
+            unsigned char d = static_cast<unsigned char>(text[i + k]);
+            if ((d & 0xC0) != 0x80) valid = false;
+            code = (code << 6) | (d & 0x3F);
+        }
+        if (!extra || !valid) {
+            out.push_back(c);
+            ++i;
+            continue;
+        }
+        if (code >= 0x10000) {
+            code -= 0x10000;
+            out.push_back(static_cast<OLECHAR>(0xD800 + (code >> 10)));
+            out.push_back(static_cast<OLECHAR>(0xDC00 + (code & 0x3FF)));
+        } else {
+            out.push_back(static_cast<OLECHAR>(code));
+        }
+        i += extra + 1;
+    }
+    return out;
+}
+
+std::string ErrorDescription() {
+    IErrorInfo* info = nullptr;
+    if (GetErrorInfo(0, &info) != S_OK || !info) return "error";
+    BSTR text = nullptr;
+    info->GetDescription(&text);
+    std::string s;
+    for (UINT i = 0; i < SysStringLen(text); ++i) s += static_cast<char>(text[i] < 0x80 ? text[i] : '?');
+    SysFreeString(text);
+    info->Release();
+    return s;
+}
+
+bool ParseOne(IParser* parser, CParseTree& tree, const Options& options, const std::string& text, long line) {
     if (options.tokens) std::cout << DumpTokens(text.data(), text.size(), &std::cerr);
-    int result = tree.ParseNarrow(text.data(), text.size());
-    if (result != PARSE_ACCEPTED) {
+    if (options.tree) {
+        tree.SetEchoStream(&std::cerr);
+        if (tree.ParseNarrow(text.data(), text.size()) == PARSE_ACCEPTED) {
+            std::cout << DumpTree(tree);
+            return true;
+        }
         if (line > 0) std::cerr << line << ": ";
         std::cerr << tree.GetErrorText() << "\n";
         return false;
     }
-    if (options.tree) std::cout << DumpTree(tree);
+    if (options.tokens) return true;
+    std::vector<OLECHAR> wide = Utf8ToUtf16(text);
+    BSTR bstr = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
+    HRESULT hr = parser->ParseSQL(bstr);
+    SysFreeString(bstr);
+    if (FAILED(hr)) {
+        if (line > 0) std::cerr << line << ": ";
+        std::cerr << (hr == DISP_E_EXCEPTION ? ErrorDescription() : "out of memory") << "\n";
+        return false;
+    }
+    if (!options.quiet) std::cout << PrintStatement(parser, options.json);
     return true;
 }
 
@@ -46,41 +108,38 @@ bool ParseOne(CParseTree& tree, const Options& options, const std::string& text,
 
 int main(int argc, char** argv) {
     Options options;
-    bool explicitView = false;
     for (int i = 1; i < argc; ++i) {
-        if (!std::strcmp(argv[i], "--tokens")) {
-            options.tokens = true;
-            if (!explicitView) options.tree = false;
-            explicitView = true;
-        } else if (!std::strcmp(argv[i], "--tree")) {
-            options.tree = true;
-            explicitView = true;
-        } else if (!std::strcmp(argv[i], "-f") && i + 1 < argc) {
-            options.file = argv[++i];
-        } else if (argv[i][0] == '-' && argv[i][1] && !options.haveStatement) {
-            return Usage();
-        } else if (!options.haveStatement) {
-            options.statement = argv[i];
-            options.haveStatement = true;
-        } else {
-            return Usage();
-        }
+        const char* a = argv[i];
+        if (!std::strcmp(a, "--json")) options.json = true;
+        else if (!std::strcmp(a, "-q")) options.quiet = true;
+        else if (!std::strcmp(a, "--tree")) options.tree = true;
+        else if (!std::strcmp(a, "--tokens")) options.tokens = true;
+        else if (!std::strcmp(a, "-f") && i + 1 < argc) options.file = argv[++i];
+        else if (!std::strcmp(a, "--")) {
+            if (++i < argc) options.statement = argv[i], options.haveStatement = true;
+        } else if (a[0] == '-' && a[1]) return Usage();
+        else if (!options.haveStatement) options.statement = a, options.haveStatement = true;
+        else return Usage();
     }
 
+    cParser* object = nullptr;
+    if (FAILED(cParser::CreateInstance(&object))) return 2;
+    IParser* parser = object;
+    parser->AddRef();
     CParseTree tree;
-    tree.SetEchoStream(&std::cerr);
     bool allAccepted = true;
     if (options.file) {
         std::ifstream in(options.file, std::ios::binary);
         if (!in) {
             std::cerr << "tarvolin: cannot open " << options.file << "\n";
+            parser->Release();
             return 2;
         }
         std::string line;
         for (long n = 1; std::getline(in, line); ++n) {
             if (!line.empty() && line.back() == '\r') line.pop_back();
-            if (line.empty()) continue;
-            allAccepted &= ParseOne(tree, options, line, n);
+            if (line.find_first_not_of(" \t") == std::string::npos) continue;
+            allAccepted = ParseOne(parser, tree, options, line, n) && allAccepted;
         }
     } else {
         if (!options.haveStatement) {
@@ -88,7 +147,8 @@ int main(int argc, char** argv) {
             all << std::cin.rdbuf();
             options.statement = all.str();
         }
-        allAccepted = ParseOne(tree, options, options.statement, 0);
+        allAccepted = ParseOne(parser, tree, options, options.statement, 0);
     }
+    parser->Release();
     return allAccepted ? 0 : 1;
 }

@@ -1,0 +1,133 @@
+// The COM object mechanics, written once for every class of the component:
+//
+//   CComObjectBase<Derived>  reference counting, the module's live-object count, creation
+//                            routines that hand out objects with a count of 0, and
+//                            QueryInterface over the class's interface table.
+//   CComDual<Derived, Itf, &IID_Itf, &IID_Base>
+//                            a dual automation object: Itf plus IDispatch served from the
+//                            registered type library, and ISupportErrorInfo answering S_OK
+//                            only for Itf.
+//
+// Objects are apartment-threaded: the reference count is a plain counter.
+#pragma once
+
+#include <new>
+
+#include "objectmodel/module.h"
+#include "platform/platform.h"
+
+// The type information of one interface of our type library, loaded from the registered
+// library once and cached for the life of the module. Fails with the loader's error when
+// the library is not registered.
+HRESULT GetInterfaceTypeInfo(REFIID iid, ITypeInfo** info);
+
+template <class Derived> class CComObjectBase {
+public:
+    // Creation routine: *result is set to null first; the new object has a reference
+    // count of 0 and the receiver takes the first reference.
+    static HRESULT CreateInstance(Derived** result) {
+        if (!result) return E_POINTER;
+        *result = nullptr;
+        Derived* object = new (std::nothrow) Derived();
+        if (!object) return E_OUTOFMEMORY;
+        HRESULT hr = object->FinalConstruct();
+        if (FAILED(hr)) {
+            delete object;
+            return hr;
+        }
+        *result = object;
+        return S_OK;
+    }
+
+    // Classes with sub-objects create them here; a failure discards the object.
+    HRESULT FinalConstruct() { return S_OK; }
+
+    ULONG InternalAddRef() { return ++m_nRef; }
+    ULONG InternalRelease() {
+        ULONG n = --m_nRef;
+        if (n == 0) delete static_cast<Derived*>(this);
+        return n;
+    }
+    HRESULT InternalQueryInterface(REFIID iid, void** result) {
+        if (!result) return E_POINTER;
+        *result = nullptr;
+        IUnknown* found = static_cast<Derived*>(this)->FindInterface(iid);
+        if (!found) return E_NOINTERFACE;
+        found->AddRef();
+        *result = found;
+        return S_OK;
+    }
+
+protected:
+    CComObjectBase() { CModule::ObjectCreated(); }
+    ~CComObjectBase() { CModule::ObjectDestroyed(); }
+    CComObjectBase(const CComObjectBase&) = delete;
+    CComObjectBase& operator=(const CComObjectBase&) = delete;
+
+private:
+    ULONG m_nRef = 0;
+};
+
+// The IUnknown trio of a class, forwarded to its CComObjectBase.
+#define TARVOLIN_IUNKNOWN                                                                                  \
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {                         \
+        return this->InternalQueryInterface(iid, result);                                                   \
+    }                                                                                                       \
+    ULONG STDMETHODCALLTYPE AddRef() override { return this->InternalAddRef(); }                            \
+    ULONG STDMETHODCALLTYPE Release() override { return this->InternalRelease(); }
+
+// Answers IDispatch from the type information of the interface iid. Wine's
+// ITypeInfo::Invoke matches the call kind strictly, and its JScript calls property gets
+// (such as _NewEnum) as methods; a method call that fails with DISP_E_MEMBERNOTFOUND is
+// therefore tried once more as a method-or-property-get.
+HRESULT DispatchInvoke(IDispatch* self, REFIID iid, DISPID member, WORD flags, DISPPARAMS* params,
+                       VARIANT* result, EXCEPINFO* exception, UINT* argumentError);
+HRESULT DispatchGetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, DISPID* ids);
+HRESULT DispatchGetTypeInfo(REFIID iid, UINT index, ITypeInfo** info);
+
+template <class Derived, class Itf, const IID* ItfIID, const IID* BaseIID = nullptr>
+class CComDual : public Itf, public ISupportErrorInfo, public CComObjectBase<Derived> {
+public:
+    TARVOLIN_IUNKNOWN
+
+    // IDispatch
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+        if (!count) return E_POINTER;
+        *count = 1;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** info) override {
+        return DispatchGetTypeInfo(*ItfIID, index, info);
+    }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
+        return DispatchGetIDsOfNames(*ItfIID, names, count, ids);
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* params, VARIANT* result,
+                                     EXCEPINFO* exception, UINT* argumentError) override {
+        return DispatchInvoke(static_cast<Itf*>(this), *ItfIID, member, flags, params, result, exception,
+                              argumentError);
+    }
+
+    // ISupportErrorInfo: only the class's own dual interface reports errors.
+    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) override {
+        return IsEqualGUID(iid, *ItfIID) ? S_OK : S_FALSE;
+    }
+
+    // QueryInterface table: the base interface (IExpressionItem for items), the class's
+    // own interface and IDispatch are one dual interface; then ISupportErrorInfo.
+    IUnknown* FindInterface(REFIID iid) {
+        if ((BaseIID && IsEqualGUID(iid, *BaseIID)) || IsEqualGUID(iid, *ItfIID) ||
+            IsEqualGUID(iid, IID_IDispatch) || IsEqualGUID(iid, IID_IUnknown))
+            return static_cast<Itf*>(this);
+        if (IsEqualGUID(iid, IID_ISupportErrorInfo)) return static_cast<ISupportErrorInfo*>(this);
+        return nullptr;
+    }
+
+    // The object's dual interface, for elements of collections and getters.
+    Itf* Interface() { return static_cast<Itf*>(this); }
+    IDispatch* Dispatch() { return static_cast<Itf*>(this); }
+
+protected:
+    CComDual() = default;
+    virtual ~CComDual() = default;
+};

@@ -1,0 +1,155 @@
+#include "objectmodel/items.h"
+
+#include <cctype>
+
+namespace {
+
+const char* const kError = "!!!ERROR!!!";
+
+template <size_t N> const char* Lookup(const char* const (&texts)[N], long value) {
+    return KindText(texts, N, value);
+}
+
+const char* const kAggregateTexts[] = {"SUM", "COUNT", "MIN", "MAX", "AVG", "STDEV", "FIRST", "LAST", "VAR"};
+const char* const kAritTexts[] = {"+", "-", "/", "*"};
+const char* const kBoolTexts[] = {"AND", "OR"};
+const char* const kCompareTexts[] = {"=", "<>", ">", "<", ">=", "<=", " is ", " is not ", "not", "like"};
+const char* const kDateTexts[] = {"GETDATE"};
+const char* const kMathTexts[] = {"ABS", "ROUND"};
+const char* const kConditionalTexts[] = {"CASE_SIMPLE",    "CASE_SEARCHED", "WHEN_SIMPLE", "WHEN_SEARCHED",
+                                         "CASE_ELSE",      "CASE_END",      "NULLIF",      "IF",
+                                         "COALESCE_BEGIN", "COALESCE_ITEM", "COALESCE_END", "CASE_CONTAINER"};
+const char* const kSetTexts[] = {"UNION", "UNIONALL", "INTERSECT", "EXCEPT"};
+const char* const kCaseStateWords[] = {"selected", "excluded", "hidden", "label", "marked"};
+
+std::string Quoted(const std::string& name) { return NameNeedsQuotes(name) ? "'" + name + "'" : name; }
+
+HRESULT ReadStack(cGenericStack* stack, IGenericStack** value) {
+    if (!value) return E_POINTER;
+    *value = stack;
+    if (stack) stack->AddRef();
+    return S_OK;
+}
+
+void ReplaceStack(cGenericStack*& slot, cGenericStack* stack) {
+    if (stack) stack->AddRef();
+    if (slot) slot->Release();
+    slot = stack;
+}
+
+} // namespace
+
+const char* KindText(const char* const* texts, size_t count, long value) {
+    return value >= 0 && static_cast<unsigned long>(value) < count ? texts[value] : kError;
+}
+
+bool NameNeedsQuotes(const std::string& name) { return name.find_first_of(" .\\/") != std::string::npos; }
+
+std::string cAritOperator::Text() const { return Lookup(kAritTexts, m_Kind); }
+std::string cBoolOperator::Text() const { return Lookup(kBoolTexts, m_Kind); }
+std::string cCompareOperator::Text() const { return Lookup(kCompareTexts, m_Kind); }
+std::string cDateFunction::Text() const { return Lookup(kDateTexts, m_Kind); }
+std::string cMathFunction::Text() const { return Lookup(kMathTexts, m_Kind); }
+std::string cConditionalStatement::Text() const { return Lookup(kConditionalTexts, m_Kind); }
+std::string cSetOperator::Text() const { return Lookup(kSetTexts, m_Kind); }
+std::string cAggregateFunction::Text() const { return Lookup(kAggregateTexts, m_Kind); }
+
+HRESULT cAggregateFunction::get_Distinct(LONG* value) {
+    if (!value) return E_POINTER;
+    *value = m_bDistinct ? -1 : 0;
+    return S_OK;
+}
+
+std::string cColumnIdent::Text() const {
+    std::string text;
+    if (!m_strTable.empty()) text = Quoted(m_strTable) + ".";
+    return text + Quoted(m_strColumn);
+}
+
+HRESULT cLiteralValue::get_DataType(PARSER_DATATYPE* value) {
+    if (!value) return E_POINTER;
+    *value = m_Type;
+    return S_OK;
+}
+
+cJoinOperator::~cJoinOperator() { ReplaceStack(m_pStack, nullptr); }
+
+void cJoinOperator::SetConditionStack(cGenericStack* stack) { ReplaceStack(m_pStack, stack); }
+
+HRESULT cJoinOperator::get_JoinType(JOIN_TYPE* value) {
+    if (!value) return E_POINTER;
+    *value = m_Type;
+    return S_OK;
+}
+
+HRESULT cJoinOperator::get_JoinCondition(JOIN_CONDITION* value) {
+    if (!value) return E_POINTER;
+    *value = m_Condition;
+    return S_OK;
+}
+
+HRESULT cJoinOperator::get_JoinConditionStack(IGenericStack** value) { return ReadStack(m_pStack, value); }
+
+// "CROSS JOIN", "LEFT JOIN ON", "INNER JOIN NATURAL" ...: every type outside the four named
+// ones reads as INNER, and a cross join names no condition.
+std::string cJoinOperator::Text() const {
+    std::string text;
+    switch (m_Type) {
+    case JOIN_TYPE_CROSS: text = "CROSS"; break;
+    case JOIN_TYPE_OUTER_LEFT: text = "LEFT"; break;
+    case JOIN_TYPE_OUTER_RIGHT: text = "RIGHT"; break;
+    case JOIN_TYPE_OUTER_FULL: text = "FULL"; break;
+    default: text = "INNER"; break;
+    }
+    text += " JOIN";
+    if (m_Condition == JOIN_CONDITION_ON)
+        text += " ON";
+    else if (m_Condition == JOIN_CONDITION_USING)
+        text += " USING";
+    else if (m_Type != JOIN_TYPE_CROSS)
+        text += " NATURAL";
+    return text;
+}
+
+// The join text is pure ASCII, so it is built as wide text directly.
+HRESULT cJoinOperator::get_AsString(BSTR* text) {
+    const std::string narrow = Text();
+    std::basic_string<OLECHAR> wide(narrow.begin(), narrow.end());
+    return WideToBSTR(wide.data(), wide.size(), text);
+}
+
+cTableIdent::~cTableIdent() { ReplaceStack(m_pStack, nullptr); }
+
+void cTableIdent::SetJoinStack(cGenericStack* stack) { ReplaceStack(m_pStack, stack); }
+
+HRESULT cTableIdent::get_JoinedTable(LONG* value) {
+    if (!value) return E_POINTER;
+    *value = m_pStack ? 1 : 0;
+    return S_OK;
+}
+
+HRESULT cTableIdent::get_JoinExpressionStack(IGenericStack** value) { return ReadStack(m_pStack, value); }
+
+std::string cTableIdent::Text() const {
+    if (m_pStack) return "{JoinedTable}";
+    std::string text = Quoted(m_strName);
+    if (!m_strAlias.empty()) text += " AS " + Quoted(m_strAlias);
+    return text;
+}
+
+HRESULT cCaseState::get_CaseState(CASESTATE_TYPE* value) {
+    if (!value) return E_POINTER;
+    *value = m_State;
+    return S_OK;
+}
+
+void cCaseState::SetCaseStateText(const std::string& word) {
+    m_strWord = word;
+    for (char& c : m_strWord) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    for (size_t i = 0; i < std::size(kCaseStateWords); ++i) {
+        if (m_strWord == kCaseStateWords[i]) {
+            m_State = static_cast<CASESTATE_TYPE>(i);
+            return;
+        }
+    }
+}

@@ -1,0 +1,170 @@
+// The fifteen expression items. Each is a small dual automation object behind its own
+// interface, which derives from IExpressionItem (AsString, ItemType).
+#pragma once
+
+#include <string>
+
+#include "objectmodel/collections.h"
+#include "objectmodel/combase.h"
+#include "objectmodel/tarvolin_idl.h"
+#include "objectmodel/text.h"
+
+// AsString and ItemType of every item. Derived::Text() gives the narrow text.
+template <class Derived, class Itf, const IID* ItfIID, EXPRESSIONITEM_TYPE Type>
+class CExpressionItem : public CComDual<Derived, Itf, ItfIID, &IID_IExpressionItem> {
+public:
+    HRESULT STDMETHODCALLTYPE get_ItemType(EXPRESSIONITEM_TYPE* type) override {
+        if (!type) return E_POINTER;
+        *type = Type;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE get_AsString(BSTR* text) override {
+        return NarrowToBSTR(static_cast<Derived*>(this)->Text(), text);
+    }
+};
+
+// Items that carry one enumeration value, stored unchanged (no range check).
+template <class Derived, class Itf, const IID* ItfIID, EXPRESSIONITEM_TYPE Type, class Kind>
+class CKindItem : public CExpressionItem<Derived, Itf, ItfIID, Type> {
+public:
+    void SetKind(Kind kind) { m_Kind = kind; }
+    Kind GetKind() const { return m_Kind; }
+
+protected:
+    HRESULT ReadKind(Kind* kind) const {
+        if (!kind) return E_POINTER;
+        *kind = m_Kind;
+        return S_OK;
+    }
+    Kind m_Kind = static_cast<Kind>(0);
+};
+
+// The text of an enumeration value, or "!!!ERROR!!!" for a value without one.
+const char* KindText(const char* const* texts, size_t count, long value);
+
+#define TARVOLIN_KIND_ITEM(cls, itf, type, kind, getter)                                                     \
+    class cls : public CKindItem<cls, itf, &IID_##itf, type, kind> {                                         \
+    public:                                                                                                   \
+        HRESULT STDMETHODCALLTYPE getter(kind* value) override { return ReadKind(value); }                    \
+        std::string Text() const;                                                                             \
+    }
+
+TARVOLIN_KIND_ITEM(cAritOperator, IAritOperator, EXPRESSIONITEM_TYPE_ARITOPERATOR, ARIT_OPERATOR, get_AritOperator);
+TARVOLIN_KIND_ITEM(cBoolOperator, IBoolOperator, EXPRESSIONITEM_TYPE_BOOLOPERATOR, BOOL_OPERATOR, get_BoolOperator);
+TARVOLIN_KIND_ITEM(cCompareOperator, ICompareOperator, EXPRESSIONITEM_TYPE_COMPAREOPERATOR, COMPARE_OPERATOR,
+                   get_CompareOperator);
+TARVOLIN_KIND_ITEM(cDateFunction, IDateFunction, EXPRESSIONITEM_TYPE_DATEFUNCTION, DATE_FUNCTION, get_DateFunction);
+TARVOLIN_KIND_ITEM(cMathFunction, IMathFunction, EXPRESSIONITEM_TYPE_MATHFUNCTION, MATH_FUNCTION, get_MathFunction);
+TARVOLIN_KIND_ITEM(cConditionalStatement, IConditionalStatement, EXPRESSIONITEM_TYPE_CONDITIONALSTATEMENT,
+                   CONDITIONALSTATEMENT_TYPE, get_ConditionalStatement);
+TARVOLIN_KIND_ITEM(cSetOperator, ISetOperator, EXPRESSIONITEM_TYPE_SETOPERATOR, SET_OPERATOR, get_SetOperator);
+
+#undef TARVOLIN_KIND_ITEM
+
+class cAggregateFunction : public CKindItem<cAggregateFunction, IAggregateFunction, &IID_IAggregateFunction,
+                                            EXPRESSIONITEM_TYPE_AGGREGATEFUNCTION, AGGREGATE_FUNCTION> {
+public:
+    HRESULT STDMETHODCALLTYPE get_AggregateFunction(AGGREGATE_FUNCTION* value) override { return ReadKind(value); }
+    HRESULT STDMETHODCALLTYPE get_Distinct(LONG* value) override;
+    void SetDistinct(bool distinct) { m_bDistinct = distinct; }
+    std::string Text() const;
+
+private:
+    bool m_bDistinct = false;
+};
+
+class cSelectStarExpression : public CExpressionItem<cSelectStarExpression, ISelectStarExpression,
+                                                     &IID_ISelectStarExpression, EXPRESSIONITEM_TYPE_SELECTSTAR> {
+public:
+    std::string Text() const { return "*"; }
+};
+
+class cNullExpression : public CExpressionItem<cNullExpression, INullExpression, &IID_INullExpression,
+                                               EXPRESSIONITEM_TYPE_NULLEXPRESSION> {
+public:
+    std::string Text() const { return "NULL"; }
+};
+
+class cColumnIdent
+    : public CExpressionItem<cColumnIdent, IColumnIdent, &IID_IColumnIdent, EXPRESSIONITEM_TYPE_COLUMNIDENT> {
+public:
+    HRESULT STDMETHODCALLTYPE get_TableName(BSTR* value) override { return NarrowToBSTR(m_strTable, value); }
+    HRESULT STDMETHODCALLTYPE get_ColumnName(BSTR* value) override { return NarrowToBSTR(m_strColumn, value); }
+    void SetTableName(const std::string& name) { m_strTable = name; }
+    void SetColumnName(const std::string& name) { m_strColumn = name; }
+    const std::string& TableName() const { return m_strTable; }
+    const std::string& ColumnName() const { return m_strColumn; }
+    std::string Text() const;
+
+private:
+    std::string m_strTable;
+    std::string m_strColumn;
+};
+
+class cLiteralValue
+    : public CExpressionItem<cLiteralValue, ILiteralValue, &IID_ILiteralValue, EXPRESSIONITEM_TYPE_LITERALVALUE> {
+public:
+    HRESULT STDMETHODCALLTYPE get_DataType(PARSER_DATATYPE* value) override;
+    void SetDataType(PARSER_DATATYPE type) { m_Type = type; }
+    void SetValue(const std::string& value) { m_strValue = value; }
+    std::string Text() const { return m_strValue; }
+
+private:
+    PARSER_DATATYPE m_Type = static_cast<PARSER_DATATYPE>(0);
+    std::string m_strValue;
+};
+
+class cJoinOperator
+    : public CExpressionItem<cJoinOperator, IJoinOperator, &IID_IJoinOperator, EXPRESSIONITEM_TYPE_JOINOPERATOR> {
+public:
+    ~cJoinOperator() override;
+    HRESULT STDMETHODCALLTYPE get_JoinType(JOIN_TYPE* value) override;
+    HRESULT STDMETHODCALLTYPE get_JoinCondition(JOIN_CONDITION* value) override;
+    HRESULT STDMETHODCALLTYPE get_JoinConditionStack(IGenericStack** value) override;
+    HRESULT STDMETHODCALLTYPE get_AsString(BSTR* text) override; // built as wide text
+    void SetJoinType(JOIN_TYPE type) { m_Type = type; }
+    void SetJoinCondition(JOIN_CONDITION condition) { m_Condition = condition; }
+    // Takes one reference of stack, releasing any stack held before.
+    void SetConditionStack(cGenericStack* stack);
+    std::string Text() const;
+
+private:
+    JOIN_TYPE m_Type = JOIN_TYPE_INNER;
+    JOIN_CONDITION m_Condition = JOIN_CONDITION_NATURAL;
+    cGenericStack* m_pStack = nullptr;
+};
+
+class cTableIdent
+    : public CExpressionItem<cTableIdent, ITableIdent, &IID_ITableIdent, EXPRESSIONITEM_TYPE_TABLEIDENT> {
+public:
+    ~cTableIdent() override;
+    HRESULT STDMETHODCALLTYPE get_Name(BSTR* value) override { return NarrowToBSTR(m_strName, value); }
+    HRESULT STDMETHODCALLTYPE get_Alias(BSTR* value) override { return NarrowToBSTR(m_strAlias, value); }
+    HRESULT STDMETHODCALLTYPE get_JoinedTable(LONG* value) override;
+    HRESULT STDMETHODCALLTYPE get_JoinExpressionStack(IGenericStack** value) override;
+    void SetName(const std::string& name) { m_strName = name; }
+    void SetAlias(const std::string& alias) { m_strAlias = alias; }
+    // Takes one reference of stack, releasing any stack held before.
+    void SetJoinStack(cGenericStack* stack);
+    std::string Text() const;
+
+private:
+    std::string m_strName;
+    std::string m_strAlias;
+    cGenericStack* m_pStack = nullptr;
+};
+
+class cCaseState : public CExpressionItem<cCaseState, ICaseState, &IID_ICaseState, EXPRESSIONITEM_TYPE_CASESTATE> {
+public:
+    HRESULT STDMETHODCALLTYPE get_CaseState(CASESTATE_TYPE* value) override;
+    // Stores the word lower-cased and sets the state when the word is one of the five.
+    void SetCaseStateText(const std::string& word);
+    std::string Text() const { return m_strWord; }
+
+private:
+    CASESTATE_TYPE m_State = CASESTATE_SELECTED;
+    std::string m_strWord;
+};
+
+// True when a table or column name must be written between single quotes.
+bool NameNeedsQuotes(const std::string& name);

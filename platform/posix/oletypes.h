@@ -1,0 +1,350 @@
+// A small stand-in for the parts of the Windows and OLE headers that the project relies
+// on, with the same names and the same behaviour. Used by the native (non-Windows) build.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+// ---- Basic types ----------------------------------------------------------------------
+typedef int32_t HRESULT;
+typedef int32_t SCODE;
+typedef int32_t LONG;
+typedef uint32_t ULONG;
+typedef int32_t INT;
+typedef uint32_t UINT;
+typedef uint32_t DWORD;
+typedef uint16_t WORD;
+typedef uint16_t USHORT;
+typedef int16_t SHORT;
+typedef uint8_t BYTE;
+typedef int64_t LONGLONG;
+typedef uint64_t ULONGLONG;
+typedef float FLOAT;
+typedef double DOUBLE;
+typedef double DATE;
+typedef int BOOL;
+typedef char CHAR;
+typedef char16_t OLECHAR;
+typedef char16_t WCHAR;
+typedef OLECHAR* BSTR;
+typedef OLECHAR* LPOLESTR;
+typedef const OLECHAR* LPCOLESTR;
+typedef const WCHAR* LPCWSTR;
+typedef WCHAR* LPWSTR;
+typedef char* LPSTR;
+typedef const char* LPCSTR;
+typedef void* LPVOID;
+typedef DWORD LCID;
+typedef LONG DISPID;
+typedef DISPID MEMBERID;
+typedef short VARIANT_BOOL;
+typedef unsigned short VARTYPE;
+typedef void* HINSTANCE;
+typedef void* HMODULE;
+typedef void* HLOCAL;
+typedef void* HWND;
+
+#define VARIANT_TRUE ((VARIANT_BOOL)-1)
+#define VARIANT_FALSE ((VARIANT_BOOL)0)
+
+#define OLESTR_(s) u##s
+#define OLESTR(s) OLESTR_(s)
+
+#ifndef TRUE
+#define TRUE 1
+#define FALSE 0
+#endif
+
+// ---- Calling conventions and the macros of generated interface headers ------------------
+#define STDMETHODCALLTYPE
+#define STDAPICALLTYPE
+#define WINAPI
+#define __RPC_USER
+#define __RPC_FAR
+#define FORCEINLINE inline
+#define EXTERN_C extern "C"
+#define DECLSPEC_SELECTANY
+#define DECLSPEC_UUID(x)
+#define DECLSPEC_NOVTABLE
+#define MIDL_INTERFACE(x) struct
+#define BEGIN_INTERFACE
+#define END_INTERFACE
+#define CONST_VTBL
+#define interface struct
+#define STDMETHOD(method) virtual HRESULT STDMETHODCALLTYPE method
+#define STDMETHOD_(type, method) virtual type STDMETHODCALLTYPE method
+#define PURE = 0
+#define STDAPI EXTERN_C HRESULT STDAPICALLTYPE
+
+// ---- Status codes ------------------------------------------------------------------------
+#define S_OK ((HRESULT)0)
+#define S_FALSE ((HRESULT)1)
+#define E_UNEXPECTED ((HRESULT)0x8000FFFFL)
+#define E_NOTIMPL ((HRESULT)0x80004001L)
+#define E_NOINTERFACE ((HRESULT)0x80004002L)
+#define E_POINTER ((HRESULT)0x80004003L)
+#define E_ABORT ((HRESULT)0x80004004L)
+#define E_FAIL ((HRESULT)0x80004005L)
+#define E_OUTOFMEMORY ((HRESULT)0x8007000EL)
+#define E_INVALIDARG ((HRESULT)0x80070057L)
+#define DISP_E_UNKNOWNINTERFACE ((HRESULT)0x80020001L)
+#define DISP_E_MEMBERNOTFOUND ((HRESULT)0x80020003L)
+#define DISP_E_UNKNOWNNAME ((HRESULT)0x80020006L)
+#define DISP_E_BADVARTYPE ((HRESULT)0x80020008L)
+#define DISP_E_EXCEPTION ((HRESULT)0x80020009L)
+#define DISP_E_BADINDEX ((HRESULT)0x8002000BL)
+#define TYPE_E_LIBNOTREGISTERED ((HRESULT)0x8002801DL)
+#define TYPE_E_ELEMENTNOTFOUND ((HRESULT)0x8002802BL)
+#define CLASS_E_NOAGGREGATION ((HRESULT)0x80040110L)
+#define CLASS_E_CLASSNOTAVAILABLE ((HRESULT)0x80040111L)
+#define REGDB_E_CLASSNOTREG ((HRESULT)0x80040154L)
+#define SELFREG_E_CLASS ((HRESULT)0x80040201L)
+#define SUCCEEDED(hr) (((HRESULT)(hr)) >= 0)
+#define FAILED(hr) (((HRESULT)(hr)) < 0)
+
+// ---- GUIDs -------------------------------------------------------------------------------
+struct GUID {
+    uint32_t Data1;
+    uint16_t Data2;
+    uint16_t Data3;
+    uint8_t Data4[8];
+};
+typedef GUID IID;
+typedef GUID CLSID;
+typedef const GUID& REFGUID;
+typedef const IID& REFIID;
+typedef const CLSID& REFCLSID;
+
+inline bool IsEqualGUID(REFGUID a, REFGUID b) { return std::memcmp(&a, &b, sizeof(GUID)) == 0; }
+#define IsEqualIID(a, b) IsEqualGUID(a, b)
+#define IsEqualCLSID(a, b) IsEqualGUID(a, b)
+#define InlineIsEqualGUID(a, b) IsEqualGUID(a, b)
+
+#ifdef INITGUID
+#define DEFINE_GUID(name, l, w1, w2, b1, b2, b3, b4, b5, b6, b7, b8)                                       \
+    EXTERN_C const GUID name = {l, w1, w2, {b1, b2, b3, b4, b5, b6, b7, b8}}
+#else
+#define DEFINE_GUID(name, l, w1, w2, b1, b2, b3, b4, b5, b6, b7, b8) EXTERN_C const GUID name
+#endif
+
+EXTERN_C const GUID GUID_NULL;
+EXTERN_C const IID IID_NULL;
+EXTERN_C const IID IID_IUnknown;
+EXTERN_C const IID IID_IDispatch;
+EXTERN_C const IID IID_IEnumVARIANT;
+EXTERN_C const IID IID_ISupportErrorInfo;
+EXTERN_C const IID IID_IErrorInfo;
+EXTERN_C const IID IID_ICreateErrorInfo;
+EXTERN_C const IID IID_IClassFactory;
+EXTERN_C const IID IID_ITypeInfo;
+EXTERN_C const IID IID_ITypeLib;
+
+// ---- Interfaces ----------------------------------------------------------------------------
+struct IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) = 0;
+    virtual ULONG STDMETHODCALLTYPE AddRef() = 0;
+    virtual ULONG STDMETHODCALLTYPE Release() = 0;
+
+protected:
+    ~IUnknown() = default;
+};
+typedef IUnknown* LPUNKNOWN;
+
+struct IDispatch;
+struct ITypeInfo;
+struct tagVARIANT;
+typedef tagVARIANT VARIANT;
+typedef VARIANT VARIANTARG;
+
+struct DISPPARAMS {
+    VARIANTARG* rgvarg;
+    DISPID* rgdispidNamedArgs;
+    UINT cArgs;
+    UINT cNamedArgs;
+};
+
+struct EXCEPINFO {
+    WORD wCode;
+    WORD wReserved;
+    BSTR bstrSource;
+    BSTR bstrDescription;
+    BSTR bstrHelpFile;
+    DWORD dwHelpContext;
+    void* pvReserved;
+    HRESULT(STDMETHODCALLTYPE* pfnDeferredFillIn)(EXCEPINFO*);
+    SCODE scode;
+};
+
+#define DISPATCH_METHOD 0x1
+#define DISPATCH_PROPERTYGET 0x2
+#define DISPATCH_PROPERTYPUT 0x4
+#define DISPATCH_PROPERTYPUTREF 0x8
+#define DISPID_VALUE 0
+#define DISPID_UNKNOWN (-1)
+#define DISPID_NEWENUM (-4)
+
+struct IDispatch : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID lcid, ITypeInfo** info) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID lcid,
+                                                    DISPID* ids) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID iid, LCID lcid, WORD flags, DISPPARAMS* params,
+                                             VARIANT* result, EXCEPINFO* exception, UINT* argumentError) = 0;
+};
+
+// Natively there is no type-library loader, so no ITypeInfo or ITypeLib object ever exists;
+// these declare the members the component calls.
+struct ITypeInfo : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetIDsOfNames(LPOLESTR* names, UINT count, MEMBERID* ids) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Invoke(void* instance, MEMBERID member, WORD flags, DISPPARAMS* params,
+                                             VARIANT* result, EXCEPINFO* exception, UINT* argumentError) = 0;
+};
+struct ITypeLib : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetTypeInfoOfGuid(REFGUID guid, ITypeInfo** info) = 0;
+};
+
+struct IEnumVARIANT : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* elements, ULONG* fetched) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Skip(ULONG count) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
+    virtual HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** result) = 0;
+};
+
+struct ISupportErrorInfo : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) = 0;
+};
+
+struct IErrorInfo : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR* helpFile) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD* helpContext) = 0;
+};
+
+struct ICreateErrorInfo : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE SetGUID(REFGUID guid) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetSource(LPOLESTR source) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetDescription(LPOLESTR description) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetHelpFile(LPOLESTR helpFile) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetHelpContext(DWORD helpContext) = 0;
+};
+
+struct IClassFactory : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) = 0;
+    virtual HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) = 0;
+};
+
+// ---- VARIANT ---------------------------------------------------------------------------
+enum VARENUM : VARTYPE {
+    VT_EMPTY = 0,
+    VT_NULL = 1,
+    VT_I2 = 2,
+    VT_I4 = 3,
+    VT_R4 = 4,
+    VT_R8 = 5,
+    VT_CY = 6,
+    VT_DATE = 7,
+    VT_BSTR = 8,
+    VT_DISPATCH = 9,
+    VT_ERROR = 10,
+    VT_BOOL = 11,
+    VT_VARIANT = 12,
+    VT_UNKNOWN = 13,
+    VT_I1 = 16,
+    VT_UI1 = 17,
+    VT_UI2 = 18,
+    VT_UI4 = 19,
+    VT_I8 = 20,
+    VT_UI8 = 21,
+    VT_INT = 22,
+    VT_UINT = 23,
+    VT_ARRAY = 0x2000,
+    VT_BYREF = 0x4000,
+};
+
+struct tagVARIANT {
+    VARTYPE vt;
+    WORD wReserved1;
+    WORD wReserved2;
+    WORD wReserved3;
+    union {
+        LONGLONG llVal;
+        LONG lVal;
+        BYTE bVal;
+        SHORT iVal;
+        FLOAT fltVal;
+        DOUBLE dblVal;
+        VARIANT_BOOL boolVal;
+        SCODE scode;
+        DATE date;
+        BSTR bstrVal;
+        IUnknown* punkVal;
+        IDispatch* pdispVal;
+        INT intVal;
+        UINT uintVal;
+        void* byref;
+        struct {
+            void* pvRecord;
+            void* pRecInfo;
+        } brecord;
+    };
+};
+
+#define V_VT(v) ((v)->vt)
+#define V_I2(v) ((v)->iVal)
+#define V_I4(v) ((v)->lVal)
+#define V_R8(v) ((v)->dblVal)
+#define V_BOOL(v) ((v)->boolVal)
+#define V_ERROR(v) ((v)->scode)
+#define V_BSTR(v) ((v)->bstrVal)
+#define V_DISPATCH(v) ((v)->pdispVal)
+#define V_UNKNOWN(v) ((v)->punkVal)
+#define V_INT(v) ((v)->intVal)
+
+void VariantInit(VARIANT* v);
+HRESULT VariantClear(VARIANT* v);
+HRESULT VariantCopy(VARIANT* destination, const VARIANT* source);
+
+// ---- BSTR: a length-prefixed, NUL-terminated string of 16-bit characters --------------------
+BSTR SysAllocString(const OLECHAR* text);
+BSTR SysAllocStringLen(const OLECHAR* text, UINT length);
+BSTR SysAllocStringByteLen(LPCSTR bytes, UINT byteLength);
+UINT SysStringLen(BSTR text);
+UINT SysStringByteLen(BSTR text);
+void SysFreeString(BSTR text);
+
+// ---- Code pages: the ANSI code page of this layer is Windows-1252 -------------------------
+#define CP_ACP 0
+#define CP_1252 1252
+
+int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR wide, int wideLen, LPSTR narrow, int narrowLen,
+                        LPCSTR defaultChar, BOOL* usedDefault);
+int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR narrow, int narrowLen, LPWSTR wide, int wideLen);
+
+// ---- Error information, per thread ----------------------------------------------------------
+HRESULT CreateErrorInfo(ICreateErrorInfo** result);
+HRESULT SetErrorInfo(ULONG reserved, IErrorInfo* info);
+HRESULT GetErrorInfo(ULONG reserved, IErrorInfo** info);
+
+// ---- Memory, registry look-ups, type libraries -------------------------------------------------
+LPVOID CoTaskMemAlloc(size_t size);
+void CoTaskMemFree(LPVOID block);
+int StringFromGUID2(REFGUID guid, LPOLESTR buffer, int size);
+// The registered ProgID of a class; REGDB_E_CLASSNOTREG when the class is not registered.
+HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR* progId);
+HRESULT LoadRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, ITypeLib** library);
+HRESULT LoadTypeLib(LPCOLESTR file, ITypeLib** library);
+
+// ---- Messages --------------------------------------------------------------------------------
+#define FORMAT_MESSAGE_ALLOCATE_BUFFER 0x00000100
+#define FORMAT_MESSAGE_IGNORE_INSERTS 0x00000200
+#define FORMAT_MESSAGE_FROM_SYSTEM 0x00001000
+#define LANG_NEUTRAL 0x00
+#define SUBLANG_DEFAULT 0x01
+#define MAKELANGID(p, s) ((((WORD)(s)) << 10) | (WORD)(p))
+// There is no system message table natively: always 0, so callers use their fallback text.
+DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD languageId, LPSTR buffer, DWORD size,
+                     void* arguments);
+HLOCAL LocalFree(HLOCAL memory);
