@@ -1,9 +1,9 @@
 // The parser driver: shift, reduce, default reduction, goto, accept and error over the
 // tables bison generates from scanner/sql.y, with our own symbol numbering and names.
 //
-// The parse trace is recorded as numbers and only formatted when a report needs it:
-// a shift is recorded as its symbol (>= 0); a reduction as -rule followed by the symbols
-// of its right-hand side (read off the states it pops, which bison numbers by symbol).
+// The parse trace is recorded as numbers and only formatted when a report needs it: a
+// shift is recorded as its symbol (>= 0), a reduction as -rule. Replaying the record on a
+// stack of symbols gives back the right-hand side of every reduction.
 #include "parsetree/driver.h"
 
 #include <algorithm>
@@ -34,7 +34,8 @@ const char* SymbolName(int symbol) {
 class Driver {
 public:
     Driver(CParseTree& tree, CSQLScanner& scanner)
-        : m_Tree(tree), m_Scanner(scanner), m_Tables(GetGrammarTables()), m_Trace(tree.Trace()) {}
+        : m_Tree(tree), m_Scanner(scanner), m_Tables(GetGrammarTables()), m_Trace(tree.Trace()),
+          m_States(tree.StateStack()), m_Values(tree.ValueStack()) {}
 
     int Run();
 
@@ -49,8 +50,8 @@ private:
     const GrammarTables& m_Tables;
     std::vector<int32_t>& m_Trace;
 
-    std::vector<int16_t> m_States;
-    std::vector<CSQLNode*> m_Values;
+    std::vector<int16_t>& m_States;
+    std::vector<CSQLNode*>& m_Values;
     int m_nCapacity = kInitialStackDepth;
     int m_nState = 0;
     CSQLNode* m_pLastValue = nullptr;
@@ -76,7 +77,6 @@ void Driver::Reduce(int ruleIndex) {
     const size_t first = m_States.size() - length;
 
     m_Trace.push_back(-rule);
-    for (size_t i = first; i < m_States.size(); ++i) m_Trace.push_back(OurSymbol(m_Tables.stos[m_States[i]]));
 
     if (yydebug) {
         std::fprintf(stderr, "Reducing via rule %d (line %d), ", rule, m_Tables.rline[ruleIndex]);
@@ -103,6 +103,8 @@ void Driver::Reduce(int ruleIndex) {
 
 int Driver::Run() {
     m_Trace.clear();
+    m_States.clear();
+    m_Values.clear();
     m_States.reserve(m_nCapacity);
     m_Values.reserve(m_nCapacity);
     if (yydebug) std::fprintf(stderr, "Starting parse\n");
@@ -213,28 +215,31 @@ void Driver::DebugStack(const char* title) const {
 std::string FormatTrace(const std::vector<int32_t>& trace) {
     const GrammarTables& tables = GetGrammarTables();
     std::string text;
+    std::vector<int> symbols; // the parse's symbol stack, replayed
     bool afterShift = false;
-    for (size_t i = 0; i < trace.size();) {
-        const int32_t entry = trace[i++];
+    for (const int32_t entry : trace) {
         if (entry >= 0) {
+            symbols.push_back(entry);
             text += " > ";
             text += SymbolName(entry);
             afterShift = true;
             continue;
         }
         const int ruleIndex = -entry + 1;
-        const int length = tables.r2[ruleIndex];
+        const size_t length = static_cast<size_t>(tables.r2[ruleIndex]);
+        const int lhs = OurSymbol(tables.r1[ruleIndex]);
         if (afterShift) text += "\n";
         afterShift = false;
-        if (length == 0) continue;
-        for (int k = 0; k < length; ++k) {
-            if (k) text += " ";
-            text += SymbolName(trace[i + k]);
+        if (length > 0 && length <= symbols.size()) {
+            for (size_t k = symbols.size() - length; k < symbols.size(); ++k) {
+                text += SymbolName(symbols[k]);
+                text += k + 1 < symbols.size() ? " " : " -> ";
+            }
+            text += SymbolName(lhs);
+            text += "\n";
+            symbols.resize(symbols.size() - length);
         }
-        i += length;
-        text += " -> ";
-        text += SymbolName(OurSymbol(tables.r1[ruleIndex]));
-        text += "\n";
+        symbols.push_back(lhs);
     }
     return text;
 }

@@ -61,6 +61,9 @@ public:
     // The parse trace of the last Parse, kept compactly (see driver.cpp) and only
     // turned into text when an error report is composed.
     std::vector<int32_t>& Trace() { return m_Trace; }
+    // The driver's state and value stacks, kept between parses to reuse their storage.
+    std::vector<int16_t>& StateStack() { return m_States; }
+    std::vector<CSQLNode*>& ValueStack() { return m_Values; }
 
 private:
     CObArrayTempl<CSQLNode*> m_Nodes;
@@ -73,5 +76,7 @@ private:
     CArena m_Arena;
     std::string m_Narrow;
     std::vector<int32_t> m_Trace;
+    std::vector<int16_t> m_States;
+    std::vector<CSQLNode*> m_Values;
     std::ostream* m_pEcho = nullptr;
 };
