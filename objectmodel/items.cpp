@@ -45,14 +45,14 @@ const char* KindText(const char* const* texts, size_t count, long value) {
 
 bool NameNeedsQuotes(const std::string& name) { return name.find_first_of(" .\\/") != std::string::npos; }
 
-std::string cAritOperator::Text() const { return Lookup(kAritTexts, m_Kind); }
-std::string cBoolOperator::Text() const { return Lookup(kBoolTexts, m_Kind); }
-std::string cCompareOperator::Text() const { return Lookup(kCompareTexts, m_Kind); }
-std::string cDateFunction::Text() const { return Lookup(kDateTexts, m_Kind); }
-std::string cMathFunction::Text() const { return Lookup(kMathTexts, m_Kind); }
-std::string cConditionalStatement::Text() const { return Lookup(kConditionalTexts, m_Kind); }
-std::string cSetOperator::Text() const { return Lookup(kSetTexts, m_Kind); }
-std::string cAggregateFunction::Text() const { return Lookup(kAggregateTexts, m_Kind); }
+std::string cAritOperator::Text() const { return Lookup(kAritTexts, m_nKind); }
+std::string cBoolOperator::Text() const { return Lookup(kBoolTexts, m_nKind); }
+std::string cCompareOperator::Text() const { return Lookup(kCompareTexts, m_nKind); }
+std::string cDateFunction::Text() const { return Lookup(kDateTexts, m_nKind); }
+std::string cMathFunction::Text() const { return Lookup(kMathTexts, m_nKind); }
+std::string cConditionalStatement::Text() const { return Lookup(kConditionalTexts, m_nKind); }
+std::string cSetOperator::Text() const { return Lookup(kSetTexts, m_nKind); }
+std::string cAggregateFunction::Text() const { return Lookup(kAggregateTexts, m_nKind); }
 
 HRESULT cAggregateFunction::get_Distinct(LONG* value) {
     if (!value) return E_POINTER;
@@ -66,27 +66,15 @@ std::string cColumnIdent::Text() const {
     return text + Quoted(m_strColumn);
 }
 
-HRESULT cLiteralValue::get_DataType(PARSER_DATATYPE* value) {
-    if (!value) return E_POINTER;
-    *value = m_Type;
-    return S_OK;
-}
+HRESULT cLiteralValue::get_DataType(PARSER_DATATYPE* value) { return ReadEnum(m_nType, value); }
 
 cJoinOperator::~cJoinOperator() { ReplaceStack(m_pStack, nullptr); }
 
 void cJoinOperator::SetConditionStack(cGenericStack* stack) { ReplaceStack(m_pStack, stack); }
 
-HRESULT cJoinOperator::get_JoinType(JOIN_TYPE* value) {
-    if (!value) return E_POINTER;
-    *value = m_Type;
-    return S_OK;
-}
+HRESULT cJoinOperator::get_JoinType(JOIN_TYPE* value) { return ReadEnum(m_nType, value); }
 
-HRESULT cJoinOperator::get_JoinCondition(JOIN_CONDITION* value) {
-    if (!value) return E_POINTER;
-    *value = m_Condition;
-    return S_OK;
-}
+HRESULT cJoinOperator::get_JoinCondition(JOIN_CONDITION* value) { return ReadEnum(m_nCondition, value); }
 
 HRESULT cJoinOperator::get_JoinConditionStack(IGenericStack** value) { return ReadStack(m_pStack, value); }
 
@@ -94,7 +82,7 @@ HRESULT cJoinOperator::get_JoinConditionStack(IGenericStack** value) { return Re
 // ones reads as INNER, and a cross join names no condition.
 std::string cJoinOperator::Text() const {
     std::string text;
-    switch (m_Type) {
+    switch (m_nType) {
     case JOIN_TYPE_CROSS: text = "CROSS"; break;
     case JOIN_TYPE_OUTER_LEFT: text = "LEFT"; break;
     case JOIN_TYPE_OUTER_RIGHT: text = "RIGHT"; break;
@@ -102,11 +90,11 @@ std::string cJoinOperator::Text() const {
     default: text = "INNER"; break;
     }
     text += " JOIN";
-    if (m_Condition == JOIN_CONDITION_ON)
+    if (m_nCondition == JOIN_CONDITION_ON)
         text += " ON";
-    else if (m_Condition == JOIN_CONDITION_USING)
+    else if (m_nCondition == JOIN_CONDITION_USING)
         text += " USING";
-    else if (m_Type != JOIN_TYPE_CROSS)
+    else if (m_nType != JOIN_TYPE_CROSS)
         text += " NATURAL";
     return text;
 }
@@ -137,18 +125,14 @@ std::string cTableIdent::Text() const {
     return text;
 }
 
-HRESULT cCaseState::get_CaseState(CASESTATE_TYPE* value) {
-    if (!value) return E_POINTER;
-    *value = m_State;
-    return S_OK;
-}
+HRESULT cCaseState::get_CaseState(CASESTATE_TYPE* value) { return ReadEnum(m_nState, value); }
 
 void cCaseState::SetCaseStateText(const std::string& word) {
     m_strWord = word;
     for (char& c : m_strWord) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     for (size_t i = 0; i < std::size(kCaseStateWords); ++i) {
         if (m_strWord == kCaseStateWords[i]) {
-            m_State = static_cast<CASESTATE_TYPE>(i);
+            m_nState = static_cast<LONG>(i);
             return;
         }
     }

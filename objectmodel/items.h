@@ -2,6 +2,7 @@
 // interface, which derives from IExpressionItem (AsString, ItemType).
 #pragma once
 
+#include <cstring>
 #include <string>
 
 #include "objectmodel/collections.h"
@@ -23,20 +24,26 @@ public:
     }
 };
 
+// Writes a stored enumeration value through an out-pointer of the enumeration's type.
+// Values are kept as 32-bit integers because they are stored and returned unchanged,
+// even outside their enumeration, where an enum-typed object could not hold them.
+template <class Kind> HRESULT ReadEnum(LONG value, Kind* out) {
+    static_assert(sizeof(Kind) == sizeof(LONG), "automation enumerations are 32-bit");
+    if (!out) return E_POINTER;
+    std::memcpy(out, &value, sizeof value);
+    return S_OK;
+}
+
 // Items that carry one enumeration value, stored unchanged (no range check).
 template <class Derived, class Itf, const IID* ItfIID, EXPRESSIONITEM_TYPE Type, class Kind>
 class CKindItem : public CExpressionItem<Derived, Itf, ItfIID, Type> {
 public:
-    void SetKind(Kind kind) { m_Kind = kind; }
-    Kind GetKind() const { return m_Kind; }
+    void SetKind(LONG kind) { m_nKind = kind; }
+    LONG GetKind() const { return m_nKind; }
 
 protected:
-    HRESULT ReadKind(Kind* kind) const {
-        if (!kind) return E_POINTER;
-        *kind = m_Kind;
-        return S_OK;
-    }
-    Kind m_Kind = static_cast<Kind>(0);
+    HRESULT ReadKind(Kind* kind) const { return ReadEnum(m_nKind, kind); }
+    LONG m_nKind = 0;
 };
 
 // The text of an enumeration value, or "!!!ERROR!!!" for a value without one.
@@ -105,12 +112,12 @@ class cLiteralValue
     : public CExpressionItem<cLiteralValue, ILiteralValue, &IID_ILiteralValue, EXPRESSIONITEM_TYPE_LITERALVALUE> {
 public:
     HRESULT STDMETHODCALLTYPE get_DataType(PARSER_DATATYPE* value) override;
-    void SetDataType(PARSER_DATATYPE type) { m_Type = type; }
+    void SetDataType(LONG type) { m_nType = type; }
     void SetValue(const std::string& value) { m_strValue = value; }
     std::string Text() const { return m_strValue; }
 
 private:
-    PARSER_DATATYPE m_Type = static_cast<PARSER_DATATYPE>(0);
+    LONG m_nType = 0;
     std::string m_strValue;
 };
 
@@ -122,15 +129,15 @@ public:
     HRESULT STDMETHODCALLTYPE get_JoinCondition(JOIN_CONDITION* value) override;
     HRESULT STDMETHODCALLTYPE get_JoinConditionStack(IGenericStack** value) override;
     HRESULT STDMETHODCALLTYPE get_AsString(BSTR* text) override; // built as wide text
-    void SetJoinType(JOIN_TYPE type) { m_Type = type; }
-    void SetJoinCondition(JOIN_CONDITION condition) { m_Condition = condition; }
+    void SetJoinType(LONG type) { m_nType = type; }
+    void SetJoinCondition(LONG condition) { m_nCondition = condition; }
     // Takes one reference of stack, releasing any stack held before.
     void SetConditionStack(cGenericStack* stack);
     std::string Text() const;
 
 private:
-    JOIN_TYPE m_Type = JOIN_TYPE_INNER;
-    JOIN_CONDITION m_Condition = JOIN_CONDITION_NATURAL;
+    LONG m_nType = JOIN_TYPE_INNER;
+    LONG m_nCondition = JOIN_CONDITION_NATURAL;
     cGenericStack* m_pStack = nullptr;
 };
 
@@ -162,7 +169,7 @@ public:
     std::string Text() const { return m_strWord; }
 
 private:
-    CASESTATE_TYPE m_State = CASESTATE_SELECTED;
+    LONG m_nState = CASESTATE_SELECTED;
     std::string m_strWord;
 };
 

@@ -19,7 +19,7 @@ template <class T> HRESULT ReadValue(T stored, T* value) {
 HRESULT cCreateTableItem::get_DataLength(SHORT* value) {
     return ReadValue(static_cast<SHORT>(static_cast<uint16_t>(m_nLength & 0xFFFF)), value);
 }
-HRESULT cCreateTableItem::get_DataType(PARSER_DATATYPE* value) { return ReadValue(m_Type, value); }
+HRESULT cCreateTableItem::get_DataType(PARSER_DATATYPE* value) { return ReadEnum(m_nType, value); }
 
 HRESULT cSelectStmt::get_Top(LONG* value) { return ReadValue(m_nTop, value); }
 HRESULT cSelectStmt::get_TopPercent(DOUBLE* value) { return ReadValue(m_bTopPercent ? m_dTopPercent : 0.0, value); }

@@ -80,12 +80,12 @@ public:
     HRESULT STDMETHODCALLTYPE get_DataType(PARSER_DATATYPE* value) override;
     void SetDataLength(LONG length) { m_nLength = length; }
     void SetColName(const std::string& name) { m_strName = name; }
-    void SetDataType(PARSER_DATATYPE type) { m_Type = type; }
+    void SetDataType(LONG type) { m_nType = type; }
 
 private:
     LONG m_nLength = 0;
     std::string m_strName;
-    PARSER_DATATYPE m_Type = static_cast<PARSER_DATATYPE>(0);
+    LONG m_nType = 0;
 };
 
 class cSelectStmt : public CComDual<cSelectStmt, ISelectStmt, &IID_ISelectStmt> {
