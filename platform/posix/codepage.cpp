@@ -1,5 +1,6 @@
 // Windows-1252 conversions for the native build. Characters that code page 1252 cannot
-// represent become "?", as the Windows conversion does with its default character.
+// represent become "?", the Windows default character. (Windows first tries a "best fit",
+// such as "a" for U+0101; this layer does not.)
 #include "platform/platform.h"
 
 namespace {

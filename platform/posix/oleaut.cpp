@@ -41,7 +41,8 @@ HRESULT VariantCopy(VARIANT* destination, const VARIANT* source) {
     if (destination == source) return S_OK;
     if (source->vt & (VT_ARRAY | VT_BYREF)) return DISP_E_BADVARTYPE;
     VARIANT copy = *source;
-    if (source->vt == VT_BSTR && source->bstrVal) {
+    if (source->vt == VT_BSTR) {
+        // As on Windows, a null string is copied as an empty one.
         copy.bstrVal = SysAllocStringByteLen(reinterpret_cast<LPCSTR>(source->bstrVal), SysStringByteLen(source->bstrVal));
         if (!copy.bstrVal) return E_OUTOFMEMORY;
     } else if ((source->vt == VT_DISPATCH || source->vt == VT_UNKNOWN) && source->punkVal) {

@@ -13,7 +13,7 @@ VARIANT Dispatch(IDispatch* object) {
     return v;
 }
 
-VARIANT String(const char16_t* text) {
+VARIANT String(const OLECHAR* text) {
     VARIANT v;
     VariantInit(&v);
     V_VT(&v) = VT_BSTR;
@@ -92,7 +92,7 @@ TEST_F(Collections, EnumeratorOutlivesTheHostsReferenceToTheList) {
     cGenericStack* stack = nullptr;
     ASSERT_EQ(cGenericStack::CreateInstance(&stack), S_OK);
     stack->AddRef();
-    VARIANT s = String(u"k");
+    VARIANT s = String(OLESTR("k"));
     stack->Push(s);
     VariantClear(&s);
     IUnknown* unknown = nullptr;
@@ -135,7 +135,7 @@ TEST_F(Collections, StackOrderAndCopySemantics) {
     VariantClear(&out);
 
     // Strings are copied on the way in and on the way out; empty elements stay empty.
-    VARIANT s = String(u"col");
+    VARIANT s = String(OLESTR("col"));
     stack->Push(s);
     VARIANT empty;
     VariantInit(&empty);

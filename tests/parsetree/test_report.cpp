@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "helpers.h"
+#include "platform/platform.h"
 #include "parsetree/driver.h"
 #include "parsetree/reporttext.h"
 
@@ -24,7 +25,7 @@ TEST(Report, EmptyStatementHasExactlyTwoLines) {
     CParseTree tree;
     EXPECT_EQ(tree.Parse(nullptr), PARSE_SYNTAX_ERROR);
     EXPECT_EQ(tree.GetErrorText(), expected);
-    EXPECT_EQ(tree.Parse(u""), PARSE_SYNTAX_ERROR);
+    EXPECT_EQ(tree.Parse(OLESTR("")), PARSE_SYNTAX_ERROR);
     EXPECT_EQ(tree.GetErrorText(), expected);
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "helpers.h"
+#include "platform/platform.h"
 #include "parsetree/parsetree.h"
 #include "scanner/symbols.h"
 
@@ -178,17 +179,17 @@ TEST(Scanner, TextIsCodePage1252AndEndsAtTheFirstNul) {
     std::ostringstream echo;
     tree.SetEchoStream(&echo);
     // "café" is accepted as a table name statement; the é is one skipped byte.
-    EXPECT_EQ(tree.Parse(u"caf\u00e9"), 0);
+    EXPECT_EQ(tree.Parse(OLESTR("caf\u00e9")), 0);
     ASSERT_EQ(tree.Tokens().GetSize(), 1u);
     EXPECT_EQ(tree.Tokens().GetAt(0)->Text(), "caf");
     EXPECT_EQ(echo.str(), "\xE9");
 
     // A euro sign inside a string is byte 0x80; a character outside the code page is "?".
-    EXPECT_EQ(tree.Parse(u"'\u20ac\u0101'"), 0);
+    EXPECT_EQ(tree.Parse(OLESTR("'\u20ac\u4e2d'")), 0);
     EXPECT_EQ(tree.GetCurrentToken()->Text(), "\x80?");
 
     // The text ends at its first NUL, in both entries.
-    const OLECHAR withNul[] = u"t\0 WHERE";
+    const OLECHAR withNul[] = OLESTR("t\0 WHERE");
     EXPECT_EQ(tree.Parse(withNul), 0);
     EXPECT_EQ(tree.Tokens().GetSize(), 1u);
     EXPECT_EQ(tree.ParseNarrow("SELECT\0 a FROM t", 16), 1);
