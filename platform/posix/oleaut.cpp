@@ -65,12 +65,6 @@ int StringFromGUID2(REFGUID g, LPOLESTR buffer, int size) {
     return 39;
 }
 
-// Nothing registers classes natively yet: no class has a ProgID.
-HRESULT ProgIDFromCLSID(REFCLSID, LPOLESTR* progId) {
-    if (progId) *progId = nullptr;
-    return REGDB_E_CLASSNOTREG;
-}
-
 HRESULT LoadRegTypeLib(REFGUID, WORD, WORD, LCID, ITypeLib** library) {
     if (library) *library = nullptr;
     return TYPE_E_LIBNOTREGISTERED;

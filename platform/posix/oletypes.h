@@ -332,8 +332,35 @@ HRESULT GetErrorInfo(ULONG reserved, IErrorInfo** info);
 LPVOID CoTaskMemAlloc(size_t size);
 void CoTaskMemFree(LPVOID block);
 int StringFromGUID2(REFGUID guid, LPOLESTR buffer, int size);
-// The registered ProgID of a class; REGDB_E_CLASSNOTREG when the class is not registered.
+// The registered ProgID of a class (HKEY_CLASSES_ROOT\CLSID\{clsid}\ProgID);
+// REGDB_E_CLASSNOTREG when the class is not registered.
 HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR* progId);
+
+// ---- HKEY_CLASSES_ROOT, kept in memory for the process -----------------------------------
+typedef struct HKEY__* HKEY;
+typedef DWORD REGSAM;
+#define HKEY_CLASSES_ROOT ((HKEY)(uintptr_t)0x80000000u)
+#define ERROR_SUCCESS 0L
+#define ERROR_FILE_NOT_FOUND 2L
+#define ERROR_ACCESS_DENIED 5L
+#define ERROR_OUTOFMEMORY 14L
+#define ERROR_INVALID_PARAMETER 87L
+#define ERROR_MORE_DATA 234L
+#define REG_SZ 1
+#define REG_OPTION_NON_VOLATILE 0
+#define REG_CREATED_NEW_KEY 1
+#define REG_OPENED_EXISTING_KEY 2
+#define KEY_READ 0x20019
+#define KEY_WRITE 0x20006
+#define KEY_ALL_ACCESS 0xF003F
+LONG RegCreateKeyExW(HKEY parent, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM access,
+                     void* security, HKEY* result, DWORD* disposition);
+LONG RegOpenKeyExW(HKEY parent, LPCWSTR subKey, DWORD options, REGSAM access, HKEY* result);
+LONG RegCloseKey(HKEY key);
+LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
+LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size);
+LONG RegDeleteTreeW(HKEY key, LPCWSTR subKey);
+LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 HRESULT LoadRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, ITypeLib** library);
 HRESULT LoadTypeLib(LPCOLESTR file, ITypeLib** library);
 

@@ -7,16 +7,41 @@ namespace {
 
 using ParseSQL = ObjectTest;
 
-std::string ErrorDescription(IUnknown** sourceOut = nullptr) {
+// The description of the thread's error object; its source goes to *source.
+std::string ErrorDescription(std::string* source = nullptr) {
     IErrorInfo* info = nullptr;
     if (GetErrorInfo(0, &info) != S_OK || !info) return "<none>";
     BSTR text = nullptr;
     info->GetDescription(&text);
     std::string s = Narrow(text);
     SysFreeString(text);
+    if (source) {
+        BSTR from = nullptr;
+        info->GetSource(&from);
+        *source = from ? Narrow(from) : "<none>";
+        SysFreeString(from);
+    }
     info->Release();
-    (void)sourceOut;
     return s;
+}
+
+// Registers (or removes) the ProgID of the Parser class, as registration does.
+void RegisterParserProgId(bool on) {
+    OLECHAR guid[40];
+    StringFromGUID2(CLSID_Parser, guid, 40);
+    std::basic_string<OLECHAR> path = OLESTR("CLSID\\");
+    path += guid;
+    if (!on) {
+        RegDeleteTreeW(HKEY_CLASSES_ROOT, path.c_str());
+        return;
+    }
+    path += OLESTR("\\ProgID");
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    const OLECHAR value[] = OLESTR("Tarvolin.Parser.1");
+    RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(value), sizeof value);
+    RegCloseKey(key);
 }
 
 TEST_F(ParseSQL, GettersBeforeAnyParseAndAfterSuccess) {
@@ -91,7 +116,14 @@ TEST_F(ParseSQL, RejectedTextsReportTheParseErrorText) {
     EXPECT_EQ(ParseText(parser, "UPDATE"), kException);
     EXPECT_EQ(ErrorDescription(), "Parse error\nExpected tokens: <IDENTIFIER>\n\n ------- Parse trace -------\n > UPDATE");
     EXPECT_EQ(ParseText(parser, "SELECT x FROM t WHERE CASESTATE_foo"), kException);
-    EXPECT_EQ(ErrorDescription(), "[CASESTATE_foo] Invalid case state type");
+    std::string source;
+    EXPECT_EQ(ErrorDescription(&source), "[CASESTATE_foo] Invalid case state type");
+    EXPECT_EQ(source, "<none>"); // the class is not registered
+    RegisterParserProgId(true);
+    EXPECT_EQ(ParseText(parser, "SELECT"), kException);
+    ErrorDescription(&source);
+    RegisterParserProgId(false);
+    EXPECT_EQ(source, "Tarvolin.Parser.1");
     // No statement object survives a failure.
     STATEMENT_TYPE type;
     parser->get_StatementType(&type);

@@ -169,3 +169,47 @@ TEST(CodePage, AnsiIsWindows1252) {
 }
 
 } // namespace
+
+namespace {
+
+// Writes HKEY_CLASSES_ROOT\<path> with a default string value.
+LONG WriteDefault(const OLECHAR* path, const OLECHAR* value) {
+    HKEY key = nullptr;
+    LONG rc = RegCreateKeyExW(HKEY_CLASSES_ROOT, path, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr, &key,
+                              nullptr);
+    if (rc != ERROR_SUCCESS) return rc;
+    DWORD bytes = 0;
+    while (value[bytes / sizeof(OLECHAR)]) bytes += sizeof(OLECHAR);
+    rc = RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(value), bytes + sizeof(OLECHAR));
+    RegCloseKey(key);
+    return rc;
+}
+
+TEST(Registry, ProgIdOfARegisteredClass) {
+    // {6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}, a class only this test registers.
+    const CLSID clsid = {0x6B4C1F52, 0x93A7, 0x4E0B, {0x9C, 0x1D, 0x2F, 0x7E, 0x8A, 0x5B, 0x3C, 0x41}};
+    LPOLESTR progId = reinterpret_cast<LPOLESTR>(1);
+    EXPECT_EQ(ProgIDFromCLSID(clsid, &progId), REGDB_E_CLASSNOTREG);
+    ASSERT_EQ(WriteDefault(OLESTR("CLSID\\{6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}\\ProgID"), OLESTR("Tarvolin.Test.1")),
+              ERROR_SUCCESS);
+    ASSERT_EQ(ProgIDFromCLSID(clsid, &progId), S_OK);
+    std::string text;
+    for (const OLECHAR* c = progId; *c; ++c) text += static_cast<char>(*c);
+    EXPECT_EQ(text, "Tarvolin.Test.1");
+    CoTaskMemFree(progId);
+
+    // Keys are case-insensitive; deleting the class's tree leaves CLSID itself.
+    HKEY key = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, OLESTR("clsid\\{6b4c1f52-93a7-4e0b-9c1d-2f7e8a5b3c41}"), 0, KEY_READ, &key),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, OLESTR("CLSID\\{6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}")), ERROR_SUCCESS);
+    EXPECT_EQ(ProgIDFromCLSID(clsid, &progId), REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, OLESTR("CLSID"), 0, KEY_READ, &key), ERROR_SUCCESS);
+    RegCloseKey(key);
+    EXPECT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, OLESTR("CLSID\\{6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}"), 0, KEY_READ,
+                            &key),
+              ERROR_FILE_NOT_FOUND);
+}
+
+} // namespace
