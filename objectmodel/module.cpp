@@ -26,8 +26,12 @@ LONG CModule::LockCount() { return g_Objects.load() + g_ServerLocks.load(); }
 
 HINSTANCE CModule::ResourceInstance() {
     HINSTANCE r = g_Resources.load();
-    return r ? r : g_Module.load();
+    return r ? r : ModuleInstance();
 }
 void CModule::SetResourceInstance(HINSTANCE instance) { g_Resources.store(instance); }
-HINSTANCE CModule::ModuleInstance() { return g_Module.load(); }
+// Until the component's entry point records its own module, the texts are the program's.
+HINSTANCE CModule::ModuleInstance() {
+    HINSTANCE m = g_Module.load();
+    return m ? m : static_cast<HINSTANCE>(GetModuleHandleW(nullptr));
+}
 void CModule::SetModuleInstance(HINSTANCE instance) { g_Module.store(instance); }

@@ -364,6 +364,21 @@ LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 HRESULT LoadRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, ITypeLib** library);
 HRESULT LoadTypeLib(LPCOLESTR file, ITypeLib** library);
 
+// ---- Modules and string tables ------------------------------------------------------------
+// Natively a module's string table is registered by code generated from its resource
+// script (scripts/rc_strings.py); FindResourceA and LoadStringA then find its entries.
+typedef struct HRSRC__* HRSRC;
+#define MAKEINTRESOURCEA(i) ((LPCSTR)(uintptr_t)(WORD)(i))
+#define RT_STRING MAKEINTRESOURCEA(6)
+struct StringTableEntry {
+    UINT id;
+    const char* text;
+};
+bool RegisterStringTable(HINSTANCE module, const StringTableEntry* entries, size_t count);
+HMODULE GetModuleHandleW(LPCWSTR name);
+HRSRC FindResourceA(HMODULE module, LPCSTR name, LPCSTR type);
+int LoadStringA(HINSTANCE module, UINT id, LPSTR buffer, int size);
+
 // ---- Messages --------------------------------------------------------------------------------
 #define FORMAT_MESSAGE_ALLOCATE_BUFFER 0x00000100
 #define FORMAT_MESSAGE_IGNORE_INSERTS 0x00000200
