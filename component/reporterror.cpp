@@ -1,5 +1,6 @@
 #include "component/reporterror.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -48,10 +49,38 @@ std::string AutomationErrorMessage(HRESULT code) {
         return text;
     }
     char text[32];
-    const unsigned long u = static_cast<unsigned long>(code);
+    const unsigned long u = static_cast<uint32_t>(code); // not sign-extended where long has 64 bits
     if (u > 0x80040200UL && u <= 0x8004FFFFUL)
         std::snprintf(text, sizeof text, "IDispatch error #%d", static_cast<int>(u - 0x80040200UL));
     else
         std::snprintf(text, sizeof text, "Unknown error 0x%0lX", u);
     return text;
+}
+
+void ShowAutomationError(const CAutomationError& error) {
+    std::string caption;
+    if (IErrorInfo* info = error.ErrorInfo()) {
+        BSTR description = nullptr;
+        if (SUCCEEDED(info->GetDescription(&description)) && description) {
+            const int n = WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<LPCWSTR>(description),
+                                              static_cast<int>(SysStringLen(description)), nullptr, 0, nullptr, nullptr);
+            if (n > 0) {
+                caption.resize(static_cast<size_t>(n));
+                WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<LPCWSTR>(description),
+                                    static_cast<int>(SysStringLen(description)), &caption[0], n, nullptr, nullptr);
+            }
+        }
+        SysFreeString(description);
+    }
+    const std::string text = AutomationErrorMessage(error.Error());
+    MessageBoxA(nullptr, text.c_str(), caption.c_str(), MB_OK);
+}
+
+void ReleaseShowingErrors(IUnknown* object) {
+    if (!object) return;
+    try {
+        object->Release();
+    } catch (const CAutomationError& error) {
+        ShowAutomationError(error);
+    }
 }

@@ -15,3 +15,30 @@ HRESULT ReportError(REFCLSID clsid, const char* description);
 // sub-objects raises one: the system's text for the code, else "IDispatch error #n" for
 // codes 0x80040201 to 0x8004FFFF, else "Unknown error 0x...".
 std::string AutomationErrorMessage(HRESULT code);
+
+// An automation error raised as an exception: a code and, optionally, its error object
+// (one reference owned by the exception).
+class CAutomationError {
+public:
+    explicit CAutomationError(HRESULT code, IErrorInfo* info = nullptr) : m_hr(code), m_pInfo(info) {}
+    CAutomationError(const CAutomationError& other) : m_hr(other.m_hr), m_pInfo(other.m_pInfo) {
+        if (m_pInfo) m_pInfo->AddRef();
+    }
+    CAutomationError& operator=(const CAutomationError&) = delete;
+    ~CAutomationError() {
+        if (m_pInfo) m_pInfo->Release();
+    }
+    HRESULT Error() const { return m_hr; }
+    IErrorInfo* ErrorInfo() const { return m_pInfo; }
+
+private:
+    HRESULT m_hr;
+    IErrorInfo* m_pInfo;
+};
+
+// Shows an automation error in a message box without owner: the caption is the error's
+// description (if it has an error object), the text its message.
+void ShowAutomationError(const CAutomationError& error);
+
+// Releases object; an automation error raised by the release is shown, not passed on.
+void ReleaseShowingErrors(IUnknown* object);

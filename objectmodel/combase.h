@@ -88,6 +88,7 @@ HRESULT DispatchGetTypeInfo(REFIID iid, UINT index, ITypeInfo** info);
 template <class Derived, class Itf, const IID* ItfIID, const IID* BaseIID = nullptr>
 class CComDual : public Itf, public ISupportErrorInfo, public CComObjectBase<Derived> {
 public:
+    using InterfaceType = Itf;
     TARVOLIN_IUNKNOWN
 
     // IDispatch

@@ -27,3 +27,14 @@ HRESULT cSelectStmt::get_LimitOffset(LONG* value) { return ReadValue(m_nLimitOff
 HRESULT cSelectStmt::get_LimitCount(LONG* value) { return ReadValue(m_nLimitCount, value); }
 
 HRESULT cSetOperationsStmt::get_SetOperationType(INT* value) { return ReadValue(m_nType, value); }
+
+// A statement's parts are released one by one; an automation error raised by one release
+// is shown, and the others are still released.
+cSelectStmt::~cSelectStmt() {
+    m_Tables.ReleaseShowingErrors();
+    m_OrderBy.ReleaseShowingErrors();
+    m_Where.ReleaseShowingErrors();
+    m_GroupBy.ReleaseShowingErrors();
+    m_Select.ReleaseShowingErrors();
+    m_Having.ReleaseShowingErrors();
+}

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "component/reporterror.h"
 #include "objectmodel/collections.h"
 #include "objectmodel/items.h"
 
@@ -26,6 +27,11 @@ public:
     }
     T* operator->() const { return m_p; }
     T* Get() const { return m_p; }
+    // Releases the sub-object now, showing an automation error raised by the release.
+    void ReleaseShowingErrors() {
+        ::ReleaseShowingErrors(static_cast<IUnknown*>(static_cast<typename T::InterfaceType*>(m_p)));
+        m_p = nullptr;
+    }
     // Writes the sub-object's interface with one added reference.
     template <class Itf> HRESULT Read(Itf** value) const {
         if (!value) return E_POINTER;
@@ -91,6 +97,7 @@ private:
 class cSelectStmt : public CComDual<cSelectStmt, ISelectStmt, &IID_ISelectStmt> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Tables, m_OrderBy, m_Where, m_GroupBy, m_Select, m_Having); }
+    ~cSelectStmt() override;
 
     HRESULT STDMETHODCALLTYPE get_Distinct(LONG* value) override { return ReadBool(m_bDistinct, value); }
     HRESULT STDMETHODCALLTYPE get_TableIdentList(ITableIdentList** value) override { return m_Tables.Read(value); }
@@ -209,6 +216,7 @@ private:
 class cSetOperationsStmt : public CComDual<cSetOperationsStmt, ISetOperationsStmt, &IID_ISetOperationsStmt> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Stack); }
+    ~cSetOperationsStmt() override { m_Stack.ReleaseShowingErrors(); }
     HRESULT STDMETHODCALLTYPE get_SetOperationType(INT* value) override;
     HRESULT STDMETHODCALLTYPE get_IsUnionAll(LONG* value) override { return ReadBool(m_bUnionAll, value); }
     HRESULT STDMETHODCALLTYPE get_SetOperationsExpressionStack(IGenericStack** value) override {

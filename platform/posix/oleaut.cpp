@@ -80,3 +80,8 @@ HLOCAL LocalFree(HLOCAL memory) {
     std::free(memory);
     return nullptr;
 }
+
+int MessageBoxA(HWND, LPCSTR text, LPCSTR caption, UINT) {
+    std::fprintf(stderr, "%s: %s\n", caption ? caption : "", text ? text : "");
+    return 1; // IDOK
+}

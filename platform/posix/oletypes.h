@@ -379,6 +379,10 @@ HMODULE GetModuleHandleW(LPCWSTR name);
 HRSRC FindResourceA(HMODULE module, LPCSTR name, LPCSTR type);
 int LoadStringA(HINSTANCE module, UINT id, LPSTR buffer, int size);
 
+// ---- Message boxes: natively the caption and text go to standard error ---------------------
+#define MB_OK 0x00000000L
+int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
+
 // ---- Messages --------------------------------------------------------------------------------
 #define FORMAT_MESSAGE_ALLOCATE_BUFFER 0x00000100
 #define FORMAT_MESSAGE_IGNORE_INSERTS 0x00000200
