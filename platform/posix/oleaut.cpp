@@ -75,6 +75,10 @@ HRESULT LoadTypeLib(LPCOLESTR, ITypeLib** library) {
     return TYPE_E_LIBNOTREGISTERED;
 }
 
+HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR, LPOLESTR) { return library ? E_NOTIMPL : E_INVALIDARG; }
+
+HRESULT UnRegisterTypeLib(REFGUID, WORD, WORD, LCID, SYSKIND) { return TYPE_E_LIBNOTREGISTERED; }
+
 DWORD FormatMessageA(DWORD, const void*, DWORD, DWORD, LPSTR, DWORD, void*) { return 0; }
 HLOCAL LocalFree(HLOCAL memory) {
     std::free(memory);

@@ -363,6 +363,9 @@ LONG RegDeleteTreeW(HKEY key, LPCWSTR subKey);
 LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 HRESULT LoadRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, ITypeLib** library);
 HRESULT LoadTypeLib(LPCOLESTR file, ITypeLib** library);
+HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR fullPath, LPOLESTR helpDir);
+enum SYSKIND { SYS_WIN16 = 0, SYS_WIN32 = 1, SYS_MAC = 2, SYS_WIN64 = 3 };
+HRESULT UnRegisterTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind);
 
 // ---- Modules and string tables ------------------------------------------------------------
 // Natively a module's string table is registered by code generated from its resource
