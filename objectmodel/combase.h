@@ -124,8 +124,7 @@ public:
         return nullptr;
     }
 
-    // The object's dual interface, for elements of collections and getters.
-    Itf* Interface() { return static_cast<Itf*>(this); }
+    // The object's dual interface as IDispatch, for elements of collections.
     IDispatch* Dispatch() { return static_cast<Itf*>(this); }
 
 protected:

@@ -39,7 +39,6 @@ template <class Derived, class Itf, const IID* ItfIID, EXPRESSIONITEM_TYPE Type,
 class CKindItem : public CExpressionItem<Derived, Itf, ItfIID, Type> {
 public:
     void SetKind(LONG kind) { m_nKind = kind; }
-    LONG GetKind() const { return m_nKind; }
 
 protected:
     HRESULT ReadKind(Kind* kind) const { return ReadEnum(m_nKind, kind); }

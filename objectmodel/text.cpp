@@ -1,6 +1,5 @@
 #include "objectmodel/text.h"
 
-#include <vector>
 
 HRESULT NarrowToBSTR(const std::string& text, BSTR* result) {
     if (!result) return E_POINTER;
@@ -25,15 +24,4 @@ HRESULT WideToBSTR(const OLECHAR* text, size_t length, BSTR* result) {
     if (!out) return E_OUTOFMEMORY;
     *result = out;
     return S_OK;
-}
-
-std::string WideToNarrow(const OLECHAR* text, size_t length) {
-    if (!text || length == 0) return std::string();
-    const int n = WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<LPCWSTR>(text), static_cast<int>(length), nullptr,
-                                      0, nullptr, nullptr);
-    if (n <= 0) return std::string();
-    std::string out(static_cast<size_t>(n), '\0');
-    WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<LPCWSTR>(text), static_cast<int>(length), &out[0], n, nullptr,
-                        nullptr);
-    return out;
 }

@@ -12,6 +12,3 @@ HRESULT NarrowToBSTR(const std::string& text, BSTR* result);
 
 // The same for a UTF-16 text that is already wide.
 HRESULT WideToBSTR(const OLECHAR* text, size_t length, BSTR* result);
-
-// Narrow text of a wide string (ANSI code page), up to length characters.
-std::string WideToNarrow(const OLECHAR* text, size_t length);

@@ -9,11 +9,7 @@
 // " || echo: <bytes>" when the scanner echoed uncovered bytes.
 std::string Tokens(const std::string& text);
 
-// Parses narrow text with a private tree; the echo is swallowed.
-struct Parsed {
-    int result;
-    CParseTree tree;
-};
+// Parses narrow text into tree; the echo is swallowed.
 int ParseInto(CParseTree& tree, const std::string& text);
 
 // The tree below node as a compact expression: leaves print their token text, a column
