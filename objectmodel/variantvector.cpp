@@ -4,6 +4,8 @@
 
 HRESULT CVariantVector::AppendOwned(VARIANT& value) {
     try {
+        // Most stacks hold a handful of items: start with room for several at once.
+        if (m_Items.capacity() == 0) m_Items.reserve(8);
         m_Items.push_back(value);
     } catch (const std::bad_alloc&) {
         VariantClear(&value);
