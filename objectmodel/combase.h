@@ -58,6 +58,10 @@ public:
         return S_OK;
     }
 
+    // Set when the object is the inner part of an aggregate: its IUnknown then belongs to
+    // the outer object.
+    IUnknown* m_pOuterUnknown = nullptr;
+
 protected:
     CComObjectBase() { CModule::ObjectCreated(); }
     ~CComObjectBase() { CModule::ObjectDestroyed(); }
@@ -68,13 +72,19 @@ private:
     ULONG m_nRef = 0;
 };
 
-// The IUnknown trio of a class, forwarded to its CComObjectBase.
+// The IUnknown trio of a class, forwarded to its CComObjectBase, or to the outer object
+// when the object is aggregated.
 #define TARVOLIN_IUNKNOWN                                                                                  \
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {                         \
-        return this->InternalQueryInterface(iid, result);                                                   \
+        return this->m_pOuterUnknown ? this->m_pOuterUnknown->QueryInterface(iid, result)                    \
+                                     : this->InternalQueryInterface(iid, result);                            \
     }                                                                                                       \
-    ULONG STDMETHODCALLTYPE AddRef() override { return this->InternalAddRef(); }                            \
-    ULONG STDMETHODCALLTYPE Release() override { return this->InternalRelease(); }
+    ULONG STDMETHODCALLTYPE AddRef() override {                                                             \
+        return this->m_pOuterUnknown ? this->m_pOuterUnknown->AddRef() : this->InternalAddRef();            \
+    }                                                                                                       \
+    ULONG STDMETHODCALLTYPE Release() override {                                                            \
+        return this->m_pOuterUnknown ? this->m_pOuterUnknown->Release() : this->InternalRelease();          \
+    }
 
 // Answers IDispatch from the type information of the interface iid. Wine's
 // ITypeInfo::Invoke matches the call kind strictly, and its JScript calls property gets
@@ -130,4 +140,49 @@ public:
 protected:
     CComDual() = default;
     virtual ~CComDual() = default;
+};
+
+// The aggregatable form of a class: the inner, non-delegating IUnknown that an outer
+// object holds. Every other interface of the contained object delegates its IUnknown to
+// the outer object.
+template <class T> class CComAggObject final : public IUnknown {
+public:
+    // Creates the aggregate with a reference count of 0; outer must not be null.
+    static HRESULT CreateInstance(IUnknown* outer, CComAggObject** result) {
+        if (!result) return E_POINTER;
+        *result = nullptr;
+        auto* object = new (std::nothrow) CComAggObject(outer);
+        if (!object) return E_OUTOFMEMORY;
+        HRESULT hr = object->m_Contained.FinalConstruct();
+        if (FAILED(hr)) {
+            delete object;
+            return hr;
+        }
+        *result = object;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {
+        if (!result) return E_POINTER;
+        *result = nullptr;
+        if (IsEqualGUID(iid, IID_IUnknown)) {
+            *result = static_cast<IUnknown*>(this);
+            AddRef();
+            return S_OK;
+        }
+        return m_Contained.InternalQueryInterface(iid, result);
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_nRef; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        ULONG n = --m_nRef;
+        if (n == 0) delete this;
+        return n;
+    }
+
+    T& Contained() { return m_Contained; }
+
+private:
+    explicit CComAggObject(IUnknown* outer) { m_Contained.m_pOuterUnknown = outer; }
+    T m_Contained;
+    ULONG m_nRef = 0;
 };
