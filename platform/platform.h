@@ -13,6 +13,7 @@
 #include <ole2.h>
 #include <oleauto.h>
 #include <olectl.h>
+#include <shlwapi.h>
 #else
 #include "platform/posix/oletypes.h"
 #endif

@@ -40,16 +40,18 @@ int WideCharToMultiByte(UINT codePage, DWORD, LPCWSTR wide, int wideLen, LPSTR n
         while (wide[wideLen]) ++wideLen;
         ++wideLen; // the terminator is converted too
     }
-    if (narrowLen == 0) return wideLen; // one byte per character
-    if (narrowLen < wideLen) return 0;
+    // One byte per character: a size query (narrowLen 0) needs no conversion, except to
+    // tell whether the default character would be used.
+    if (narrowLen != 0 && narrowLen < wideLen) return 0;
     bool anyDefault = false;
     for (int i = 0; i < wideLen; ++i) {
         bool d = false;
-        narrow[i] = WideToByte(wide[i], d);
+        char c = WideToByte(wide[i], d);
         if (d) {
             anyDefault = true;
-            if (defaultChar) narrow[i] = *defaultChar;
+            if (defaultChar) c = *defaultChar;
         }
+        if (narrowLen) narrow[i] = c;
     }
     if (usedDefault) *usedDefault = anyDefault ? TRUE : FALSE;
     return wideLen;

@@ -99,15 +99,19 @@ HRESULT CreateErrorInfo(ICreateErrorInfo** result) {
     return info ? S_OK : E_OUTOFMEMORY;
 }
 
-HRESULT SetErrorInfo(ULONG, IErrorInfo* info) {
+HRESULT SetErrorInfo(ULONG reserved, IErrorInfo* info) {
+    if (reserved) return E_INVALIDARG;
     if (info) info->AddRef();
-    if (t_Slot.info) t_Slot.info->Release();
+    // The old object is released only after the slot holds the new one, in case its
+    // destruction publishes error information of its own.
+    IErrorInfo* old = t_Slot.info;
     t_Slot.info = info;
+    if (old) old->Release();
     return S_OK;
 }
 
-HRESULT GetErrorInfo(ULONG, IErrorInfo** info) {
-    if (!info) return E_INVALIDARG;
+HRESULT GetErrorInfo(ULONG reserved, IErrorInfo** info) {
+    if (reserved || !info) return E_INVALIDARG;
     *info = t_Slot.info;
     t_Slot.info = nullptr;
     return *info ? S_OK : S_FALSE;

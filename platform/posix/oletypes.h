@@ -88,20 +88,41 @@ typedef void* HWND;
 #define E_FAIL ((HRESULT)0x80004005L)
 #define E_OUTOFMEMORY ((HRESULT)0x8007000EL)
 #define E_INVALIDARG ((HRESULT)0x80070057L)
+#define E_HANDLE ((HRESULT)0x80070006L)
+#define E_ACCESSDENIED ((HRESULT)0x80070005L)
 #define DISP_E_UNKNOWNINTERFACE ((HRESULT)0x80020001L)
 #define DISP_E_MEMBERNOTFOUND ((HRESULT)0x80020003L)
+#define DISP_E_PARAMNOTFOUND ((HRESULT)0x80020004L)
+#define DISP_E_TYPEMISMATCH ((HRESULT)0x80020005L)
 #define DISP_E_UNKNOWNNAME ((HRESULT)0x80020006L)
+#define DISP_E_NONAMEDARGS ((HRESULT)0x80020007L)
 #define DISP_E_BADVARTYPE ((HRESULT)0x80020008L)
 #define DISP_E_EXCEPTION ((HRESULT)0x80020009L)
 #define DISP_E_BADINDEX ((HRESULT)0x8002000BL)
+#define DISP_E_BADPARAMCOUNT ((HRESULT)0x8002000EL)
+#define TYPE_E_REGISTRYACCESS ((HRESULT)0x8002801CL)
 #define TYPE_E_LIBNOTREGISTERED ((HRESULT)0x8002801DL)
 #define TYPE_E_ELEMENTNOTFOUND ((HRESULT)0x8002802BL)
+#define TYPE_E_CANTLOADLIBRARY ((HRESULT)0x80029C4AL)
 #define CLASS_E_NOAGGREGATION ((HRESULT)0x80040110L)
 #define CLASS_E_CLASSNOTAVAILABLE ((HRESULT)0x80040111L)
 #define REGDB_E_CLASSNOTREG ((HRESULT)0x80040154L)
+#define SELFREG_E_TYPELIB ((HRESULT)0x80040200L)
 #define SELFREG_E_CLASS ((HRESULT)0x80040201L)
 #define SUCCEEDED(hr) (((HRESULT)(hr)) >= 0)
 #define FAILED(hr) (((HRESULT)(hr)) < 0)
+#define SEVERITY_SUCCESS 0
+#define SEVERITY_ERROR 1
+#define FACILITY_NULL 0
+#define FACILITY_DISPATCH 2
+#define FACILITY_ITF 4
+#define FACILITY_WIN32 7
+#define MAKE_HRESULT(sev, fac, code) ((HRESULT)(((ULONG)(sev) << 31) | ((ULONG)(fac) << 16) | ((ULONG)(code))))
+#define HRESULT_CODE(hr) ((hr)&0xFFFF)
+#define HRESULT_FACILITY(hr) (((hr) >> 16) & 0x1FFF)
+#define HRESULT_SEVERITY(hr) (((hr) >> 31) & 0x1)
+#define HRESULT_FROM_WIN32(x)                                                                                     \
+    ((HRESULT)(x) <= 0 ? (HRESULT)(x) : (HRESULT)(((ULONG)(x)&0x0000FFFF) | (FACILITY_WIN32 << 16) | 0x80000000))
 
 // ---- GUIDs -------------------------------------------------------------------------------
 struct GUID {
@@ -193,15 +214,76 @@ struct IDispatch : IUnknown {
                                              VARIANT* result, EXCEPINFO* exception, UINT* argumentError) = 0;
 };
 
-// Natively there is no type-library loader, so no ITypeInfo or ITypeLib object ever exists;
-// these declare the members the component calls.
+// Type information. Natively there is no type-library loader, so no object of these
+// interfaces ever exists; they are declared slot for slot as on Windows so that code that
+// holds or calls them compiles unchanged. The descriptions they return are opaque here,
+// except the library attributes that unregistration reads.
+struct ITypeLib;
+struct ITypeComp;
+struct TYPEATTR;
+struct FUNCDESC;
+struct VARDESC;
+typedef DWORD HREFTYPE;
+enum SYSKIND { SYS_WIN16 = 0, SYS_WIN32 = 1, SYS_MAC = 2, SYS_WIN64 = 3 };
+enum TYPEKIND {
+    TKIND_ENUM = 0,
+    TKIND_RECORD,
+    TKIND_MODULE,
+    TKIND_INTERFACE,
+    TKIND_DISPATCH,
+    TKIND_COCLASS,
+    TKIND_ALIAS,
+    TKIND_UNION,
+    TKIND_MAX
+};
+enum INVOKEKIND { INVOKE_FUNC = 1, INVOKE_PROPERTYGET = 2, INVOKE_PROPERTYPUT = 4, INVOKE_PROPERTYPUTREF = 8 };
+struct TLIBATTR {
+    GUID guid;
+    LCID lcid;
+    SYSKIND syskind;
+    WORD wMajorVerNum;
+    WORD wMinorVerNum;
+    WORD wLibFlags;
+};
+
 struct ITypeInfo : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetTypeAttr(TYPEATTR** attributes) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetTypeComp(ITypeComp** comp) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetFuncDesc(UINT index, FUNCDESC** description) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetVarDesc(UINT index, VARDESC** description) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetNames(MEMBERID member, BSTR* names, UINT maxNames, UINT* count) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetRefTypeOfImplType(UINT index, HREFTYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetImplTypeFlags(UINT index, INT* flags) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetIDsOfNames(LPOLESTR* names, UINT count, MEMBERID* ids) = 0;
     virtual HRESULT STDMETHODCALLTYPE Invoke(void* instance, MEMBERID member, WORD flags, DISPPARAMS* params,
                                              VARIANT* result, EXCEPINFO* exception, UINT* argumentError) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetDocumentation(MEMBERID member, BSTR* name, BSTR* docString,
+                                                       DWORD* helpContext, BSTR* helpFile) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetDllEntry(MEMBERID member, INVOKEKIND kind, BSTR* dllName, BSTR* name,
+                                                  WORD* ordinal) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetRefTypeInfo(HREFTYPE type, ITypeInfo** info) = 0;
+    virtual HRESULT STDMETHODCALLTYPE AddressOfMember(MEMBERID member, INVOKEKIND kind, void** address) = 0;
+    virtual HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetMops(MEMBERID member, BSTR* mops) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetContainingTypeLib(ITypeLib** library, UINT* index) = 0;
+    virtual void STDMETHODCALLTYPE ReleaseTypeAttr(TYPEATTR* attributes) = 0;
+    virtual void STDMETHODCALLTYPE ReleaseFuncDesc(FUNCDESC* description) = 0;
+    virtual void STDMETHODCALLTYPE ReleaseVarDesc(VARDESC* description) = 0;
 };
+
 struct ITypeLib : IUnknown {
+    virtual UINT STDMETHODCALLTYPE GetTypeInfoCount() = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, ITypeInfo** info) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetTypeInfoType(UINT index, TYPEKIND* kind) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetTypeInfoOfGuid(REFGUID guid, ITypeInfo** info) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetLibAttr(TLIBATTR** attributes) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetTypeComp(ITypeComp** comp) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetDocumentation(INT index, BSTR* name, BSTR* docString, DWORD* helpContext,
+                                                       BSTR* helpFile) = 0;
+    virtual HRESULT STDMETHODCALLTYPE IsName(LPOLESTR name, ULONG hash, BOOL* found) = 0;
+    virtual HRESULT STDMETHODCALLTYPE FindName(LPOLESTR name, ULONG hash, ITypeInfo** infos, MEMBERID* ids,
+                                               USHORT* count) = 0;
+    virtual void STDMETHODCALLTYPE ReleaseTLibAttr(TLIBATTR* attributes) = 0;
 };
 
 struct IEnumVARIANT : IUnknown {
@@ -260,8 +342,14 @@ enum VARENUM : VARTYPE {
     VT_UI8 = 21,
     VT_INT = 22,
     VT_UINT = 23,
+    VT_VOID = 24,
+    VT_HRESULT = 25,
+    VT_RECORD = 36,
+    VT_VECTOR = 0x1000,
     VT_ARRAY = 0x2000,
     VT_BYREF = 0x4000,
+    VT_RESERVED = 0x8000,
+    VT_TYPEMASK = 0x0FFF,
 };
 
 struct tagVARIANT {
@@ -293,9 +381,17 @@ struct tagVARIANT {
 };
 
 #define V_VT(v) ((v)->vt)
+#define V_ISBYREF(v) (V_VT(v) & VT_BYREF)
+#define V_ISARRAY(v) (V_VT(v) & VT_ARRAY)
+#define V_UI1(v) ((v)->bVal)
 #define V_I2(v) ((v)->iVal)
 #define V_I4(v) ((v)->lVal)
+#define V_I8(v) ((v)->llVal)
+#define V_R4(v) ((v)->fltVal)
 #define V_R8(v) ((v)->dblVal)
+#define V_DATE(v) ((v)->date)
+#define V_UINT(v) ((v)->uintVal)
+#define V_BYREF(v) ((v)->byref)
 #define V_BOOL(v) ((v)->boolVal)
 #define V_ERROR(v) ((v)->scode)
 #define V_BSTR(v) ((v)->bstrVal)
@@ -318,6 +414,9 @@ void SysFreeString(BSTR text);
 // ---- Code pages: the ANSI code page of this layer is Windows-1252 -------------------------
 #define CP_ACP 0
 #define CP_1252 1252
+// Code page 1252 has no best-fit mappings here: characters it lacks always become the
+// default character, as on Windows when this flag is given.
+#define WC_NO_BEST_FIT_CHARS 0x00000400
 
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR wide, int wideLen, LPSTR narrow, int narrowLen,
                         LPCSTR defaultChar, BOOL* usedDefault);
@@ -331,7 +430,11 @@ HRESULT GetErrorInfo(ULONG reserved, IErrorInfo** info);
 // ---- Memory, registry look-ups, type libraries -------------------------------------------------
 LPVOID CoTaskMemAlloc(size_t size);
 void CoTaskMemFree(LPVOID block);
+// The registry form of a GUID, "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}" in upper case: 38
+// characters and a terminator.
 int StringFromGUID2(REFGUID guid, LPOLESTR buffer, int size);
+// The same, as a new task-memory string that the caller frees with CoTaskMemFree.
+HRESULT StringFromCLSID(REFCLSID clsid, LPOLESTR* text);
 // The registered ProgID of a class (HKEY_CLASSES_ROOT\CLSID\{clsid}\ProgID);
 // REGDB_E_CLASSNOTREG when the class is not registered.
 HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR* progId);
@@ -343,10 +446,17 @@ typedef DWORD REGSAM;
 #define ERROR_SUCCESS 0L
 #define ERROR_FILE_NOT_FOUND 2L
 #define ERROR_ACCESS_DENIED 5L
+#define ERROR_INVALID_HANDLE 6L
 #define ERROR_OUTOFMEMORY 14L
 #define ERROR_INVALID_PARAMETER 87L
+#define ERROR_INSUFFICIENT_BUFFER 122L
 #define ERROR_MORE_DATA 234L
+#define ERROR_KEY_DELETED 1018L
+#define REG_NONE 0
 #define REG_SZ 1
+#define REG_EXPAND_SZ 2
+#define REG_BINARY 3
+#define REG_DWORD 4
 #define REG_OPTION_NON_VOLATILE 0
 #define REG_CREATED_NEW_KEY 1
 #define REG_OPENED_EXISTING_KEY 2
@@ -361,10 +471,14 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BY
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size);
 LONG RegDeleteTreeW(HKEY key, LPCWSTR subKey);
 LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
+
+// ---- Type libraries: natively none can be loaded -------------------------------------------
+// The loaders fail with TYPE_E_LIBNOTREGISTERED (and set the result to null), so the
+// component's IDispatch side fails with that code while calls through its interfaces work.
+// RegisterTypeLib never gets a library to register; UnRegisterTypeLib finds none.
 HRESULT LoadRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, ITypeLib** library);
 HRESULT LoadTypeLib(LPCOLESTR file, ITypeLib** library);
 HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR fullPath, LPOLESTR helpDir);
-enum SYSKIND { SYS_WIN16 = 0, SYS_WIN32 = 1, SYS_MAC = 2, SYS_WIN64 = 3 };
 HRESULT UnRegisterTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind);
 
 // ---- Modules and string tables ------------------------------------------------------------
@@ -378,9 +492,36 @@ struct StringTableEntry {
     const char* text;
 };
 bool RegisterStringTable(HINSTANCE module, const StringTableEntry* entries, size_t count);
+// Natively the program and the component linked into it are one module, whose handle
+// GetModuleHandleW(nullptr) gives.
 HMODULE GetModuleHandleW(LPCWSTR name);
 HRSRC FindResourceA(HMODULE module, LPCSTR name, LPCSTR type);
 int LoadStringA(HINSTANCE module, UINT id, LPSTR buffer, int size);
+
+// The full path of the module's file (natively: the running program); the length copied,
+// or the buffer size with a truncated, terminated path when the buffer is too small;
+// 0 for a module this layer does not know.
+#define MAX_PATH 260
+DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
+BOOL DisableThreadLibraryCalls(HMODULE module);
+
+// The thread's preferred user-interface languages as names ("de-DE"), a list of strings
+// each ending in a NUL and the list ending in one more. Natively there is one language,
+// taken from LC_ALL, LC_MESSAGES or LANG ("de_DE.UTF-8" gives "de-DE"; none gives "en-US").
+#define MUI_LANGUAGE_ID 0x4
+#define MUI_LANGUAGE_NAME 0x8
+#define MUI_MERGE_SYSTEM_FALLBACK 0x10
+#define MUI_MERGE_USER_FALLBACK 0x20
+BOOL GetThreadPreferredUILanguages(DWORD flags, ULONG* count, LPWSTR buffer, ULONG* size);
+
+BOOL PathFileExistsW(LPCWSTR path);
+// Natively no library can be loaded (there is no loader for Windows images): always null,
+// so the component keeps its own resources.
+#define LOAD_LIBRARY_AS_DATAFILE 0x00000002
+#define LOAD_LIBRARY_AS_IMAGE_RESOURCE 0x00000020
+#define LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE 0x00000040
+HMODULE LoadLibraryExW(LPCWSTR file, void* reserved, DWORD flags);
+BOOL FreeLibrary(HMODULE module);
 
 // ---- Message boxes: natively the caption and text go to standard error ---------------------
 #define MB_OK 0x00000000L

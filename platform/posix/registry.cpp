@@ -1,24 +1,41 @@
-// An in-memory stand-in for HKEY_CLASSES_ROOT: keys with string values, case-insensitive
-// like the Windows registry, shared by the whole process. Registration fills it;
-// ProgIDFromCLSID reads it.
+// An in-memory stand-in for HKEY_CLASSES_ROOT, shared by the whole process: a tree of keys
+// whose names and value names compare case-insensitively (and keep the case they were
+// created with), values stored as the bytes and type they were written with. Registration
+// fills it; ProgIDFromCLSID reads it.
 #include "platform/platform.h"
 
 #include <map>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <string>
+#include <vector>
 
 namespace {
 
 using Text = std::u16string;
 
-struct Key {
-    std::map<Text, Text> values; // by lower-cased name; "" is the default value
+struct Value {
+    DWORD type = REG_NONE;
+    std::vector<BYTE> data;
+};
+
+struct Node {
+    std::map<Text, std::shared_ptr<Node>> children; // by lower-cased name
+    std::map<Text, Value> values;                   // by lower-cased name; "" is the default value
+    Node* parent = nullptr;                         // valid while the key is not deleted
+    Text name;                                      // lower-cased, the key in the parent's map
+    bool deleted = false;                           // open handles outlive their key
+};
+
+// What an HKEY other than HKEY_CLASSES_ROOT points to.
+struct OpenKey {
+    std::shared_ptr<Node> node;
 };
 
 struct Registry {
     std::mutex lock;
-    std::map<Text, Key> keys; // by lower-cased full path below HKEY_CLASSES_ROOT
+    std::shared_ptr<Node> root = std::make_shared<Node>();
 };
 
 Registry& TheRegistry() {
@@ -26,27 +43,65 @@ Registry& TheRegistry() {
     return *registry;
 }
 
-struct OpenKey {
-    Text path;
-};
-
-Text Lower(Text s) {
-    for (auto& c : s)
+Text Lower(const OLECHAR* s) {
+    Text t = s ? Text(s) : Text();
+    for (auto& c : t)
         if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c - u'A' + u'a');
-    return s;
+    return t;
 }
 
-Text PathOf(HKEY parent, LPCWSTR sub) {
-    Text base = parent == HKEY_CLASSES_ROOT ? Text() : reinterpret_cast<OpenKey*>(parent)->path;
-    Text child = sub ? Text(sub) : Text();
-    if (base.empty()) return Lower(child);
-    return child.empty() ? base : base + u"\\" + Lower(child);
+// The lower-cased components of a subkey path; empty components are ignored.
+std::vector<Text> Components(LPCWSTR path) {
+    std::vector<Text> parts;
+    Text all = Lower(path);
+    size_t start = 0;
+    while (start <= all.size()) {
+        size_t end = all.find(u'\\', start);
+        if (end == Text::npos) end = all.size();
+        if (end > start) parts.push_back(all.substr(start, end - start));
+        start = end + 1;
+    }
+    return parts;
 }
 
-bool ValidKey(HKEY key) { return key == HKEY_CLASSES_ROOT || key != nullptr; }
+// The node of a handle, or the error Windows gives for it. Called under the lock.
+LONG Resolve(HKEY key, std::shared_ptr<Node>& node) {
+    if (key == HKEY_CLASSES_ROOT)
+        node = TheRegistry().root;
+    else if (key)
+        node = reinterpret_cast<OpenKey*>(key)->node;
+    else
+        return ERROR_INVALID_HANDLE;
+    return node->deleted ? ERROR_KEY_DELETED : ERROR_SUCCESS;
+}
 
-LONG Open(const Text& path, HKEY* result) {
-    auto* key = new (std::nothrow) OpenKey{path};
+// Walks from a node along a path; null when a component is missing.
+std::shared_ptr<Node> Find(std::shared_ptr<Node> node, const std::vector<Text>& parts) {
+    for (const Text& part : parts) {
+        auto it = node->children.find(part);
+        if (it == node->children.end()) return nullptr;
+        node = it->second;
+    }
+    return node;
+}
+
+void MarkDeleted(Node& node) {
+    node.deleted = true;
+    for (auto& child : node.children) MarkDeleted(*child.second);
+    node.children.clear();
+    node.values.clear();
+}
+
+// Deletes a key with everything below it. The root is never deleted.
+void DeleteNode(Node& node) {
+    Node* parent = node.parent;
+    const Text name = node.name; // erasing may destroy the node
+    MarkDeleted(node);
+    if (parent) parent->children.erase(name);
+}
+
+LONG Open(std::shared_ptr<Node> node, HKEY* result) {
+    auto* key = new (std::nothrow) OpenKey{std::move(node)};
     if (!key) return ERROR_OUTOFMEMORY;
     *result = reinterpret_cast<HKEY>(key);
     return ERROR_SUCCESS;
@@ -55,125 +110,150 @@ LONG Open(const Text& path, HKEY* result) {
 } // namespace
 
 LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD, REGSAM, void*, HKEY* result, DWORD* disposition) {
-    if (!ValidKey(parent) || !result) return ERROR_INVALID_PARAMETER;
-    Text path = PathOf(parent, sub);
+    if (!result) return ERROR_INVALID_PARAMETER;
     Registry& r = TheRegistry();
-    {
-        std::lock_guard<std::mutex> guard(r.lock);
-        // Every ancestor exists as a key of its own.
-        bool created = !r.keys.count(path);
-        for (size_t p = path.find(u'\\'); p != Text::npos; p = path.find(u'\\', p + 1)) r.keys[path.substr(0, p)];
-        r.keys[path];
-        if (disposition) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+    std::lock_guard<std::mutex> guard(r.lock);
+    std::shared_ptr<Node> node;
+    LONG rc = Resolve(parent, node);
+    if (rc != ERROR_SUCCESS) return rc;
+    bool created = false;
+    for (const Text& part : Components(sub)) {
+        auto& child = node->children[part];
+        if (!child) {
+            child = std::make_shared<Node>();
+            child->parent = node.get();
+            child->name = part;
+            created = true;
+        }
+        node = child;
     }
-    return Open(path, result);
+    rc = Open(node, result);
+    if (rc == ERROR_SUCCESS && disposition) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+    return rc;
 }
 
 LONG RegOpenKeyExW(HKEY parent, LPCWSTR sub, DWORD, REGSAM, HKEY* result) {
-    if (!ValidKey(parent) || !result) return ERROR_INVALID_PARAMETER;
-    Text path = PathOf(parent, sub);
+    if (!result) return ERROR_INVALID_PARAMETER;
     Registry& r = TheRegistry();
-    {
-        std::lock_guard<std::mutex> guard(r.lock);
-        if (!path.empty() && !r.keys.count(path)) return ERROR_FILE_NOT_FOUND;
-    }
-    return Open(path, result);
+    std::lock_guard<std::mutex> guard(r.lock);
+    std::shared_ptr<Node> node;
+    LONG rc = Resolve(parent, node);
+    if (rc != ERROR_SUCCESS) return rc;
+    node = Find(node, Components(sub));
+    if (!node) return ERROR_FILE_NOT_FOUND;
+    return Open(node, result);
 }
 
 LONG RegCloseKey(HKEY key) {
-    if (key != HKEY_CLASSES_ROOT) delete reinterpret_cast<OpenKey*>(key);
+    if (!key) return ERROR_INVALID_HANDLE;
+    if (key != HKEY_CLASSES_ROOT) {
+        Registry& r = TheRegistry();
+        std::lock_guard<std::mutex> guard(r.lock); // the handle may hold the last reference to a deleted key
+        delete reinterpret_cast<OpenKey*>(key);
+    }
     return ERROR_SUCCESS;
 }
 
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
-    if (!ValidKey(key) || key == HKEY_CLASSES_ROOT) return ERROR_INVALID_PARAMETER;
-    if (type != REG_SZ) return ERROR_INVALID_PARAMETER;
-    Text value(reinterpret_cast<const char16_t*>(data), size / sizeof(char16_t));
-    while (!value.empty() && value.back() == 0) value.pop_back();
+    if (!data && size) return ERROR_INVALID_PARAMETER; // ERROR_NOACCESS on Windows
     Registry& r = TheRegistry();
     std::lock_guard<std::mutex> guard(r.lock);
-    auto it = r.keys.find(reinterpret_cast<OpenKey*>(key)->path);
-    if (it == r.keys.end()) return ERROR_FILE_NOT_FOUND;
-    it->second.values[Lower(name ? Text(name) : Text())] = value;
+    std::shared_ptr<Node> node;
+    LONG rc = Resolve(key, node);
+    if (rc != ERROR_SUCCESS) return rc;
+    // As on Windows, a string whose given bytes lack the terminator while the character
+    // after them is one gets the terminator stored too.
+    if (data && (type == REG_SZ || type == REG_EXPAND_SZ) && size >= sizeof(OLECHAR) && size % sizeof(OLECHAR) == 0) {
+        const OLECHAR* text = reinterpret_cast<const OLECHAR*>(data);
+        const DWORD n = size / sizeof(OLECHAR);
+        if (text[n - 1] && !text[n]) size += sizeof(OLECHAR);
+    }
+    Value& value = node->values[Lower(name)];
+    value.type = type;
+    value.data.assign(data, data + size);
     return ERROR_SUCCESS;
 }
 
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD*, DWORD* type, BYTE* data, DWORD* size) {
-    if (!ValidKey(key) || key == HKEY_CLASSES_ROOT) return ERROR_INVALID_PARAMETER;
+    if (data && !size) return ERROR_INVALID_PARAMETER;
     Registry& r = TheRegistry();
     std::lock_guard<std::mutex> guard(r.lock);
-    auto it = r.keys.find(reinterpret_cast<OpenKey*>(key)->path);
-    if (it == r.keys.end()) return ERROR_FILE_NOT_FOUND;
-    auto v = it->second.values.find(Lower(name ? Text(name) : Text()));
-    if (v == it->second.values.end()) return ERROR_FILE_NOT_FOUND;
-    const DWORD needed = static_cast<DWORD>((v->second.size() + 1) * sizeof(char16_t));
-    if (type) *type = REG_SZ;
-    if (data) {
-        if (!size || *size < needed) {
-            if (size) *size = needed;
-            return ERROR_MORE_DATA;
-        }
-        std::memcpy(data, v->second.c_str(), needed);
-    }
+    std::shared_ptr<Node> node;
+    LONG rc = Resolve(key, node);
+    if (rc != ERROR_SUCCESS) return rc;
+    auto it = node->values.find(Lower(name));
+    if (it == node->values.end()) return ERROR_FILE_NOT_FOUND;
+    const Value& value = it->second;
+    const DWORD needed = static_cast<DWORD>(value.data.size());
+    if (type) *type = value.type;
+    if (data && *size < needed) rc = ERROR_MORE_DATA;
+    else if (data && needed)
+        std::memcpy(data, value.data.data(), needed);
     if (size) *size = needed;
-    return ERROR_SUCCESS;
+    return rc;
 }
 
 LONG RegDeleteTreeW(HKEY key, LPCWSTR sub) {
-    if (!ValidKey(key)) return ERROR_INVALID_PARAMETER;
-    Text path = PathOf(key, sub);
     Registry& r = TheRegistry();
     std::lock_guard<std::mutex> guard(r.lock);
-    if (!path.empty() && !r.keys.count(path)) return ERROR_FILE_NOT_FOUND;
-    for (auto it = r.keys.begin(); it != r.keys.end();) {
-        const Text& k = it->first;
-        bool inside = path.empty() || k == path || (k.size() > path.size() && k.compare(0, path.size(), path) == 0 &&
-                                                    k[path.size()] == u'\\');
-        if (inside && !(k == path && !sub)) // RegDeleteTree(key, NULL) keeps the key itself
-            it = r.keys.erase(it);
-        else
-            ++it;
-    }
+    std::shared_ptr<Node> node;
+    LONG rc = Resolve(key, node);
+    if (rc != ERROR_SUCCESS) return rc;
     if (!sub) {
-        auto self = r.keys.find(path);
-        if (self != r.keys.end()) self->second.values.clear();
+        // Without a subkey the key itself stays, emptied of its subkeys and values.
+        while (!node->children.empty()) DeleteNode(*node->children.begin()->second);
+        node->values.clear();
+        return ERROR_SUCCESS;
     }
+    std::shared_ptr<Node> target = Find(node, Components(sub));
+    if (!target) return ERROR_FILE_NOT_FOUND;
+    if (target == r.root) return ERROR_ACCESS_DENIED;
+    DeleteNode(*target);
     return ERROR_SUCCESS;
 }
 
+// An empty subkey deletes the key of the handle itself, as on Windows.
 LONG RegDeleteKeyW(HKEY key, LPCWSTR sub) {
-    if (!ValidKey(key) || !sub) return ERROR_INVALID_PARAMETER;
-    Text path = PathOf(key, sub);
+    if (!sub) return ERROR_INVALID_PARAMETER;
     Registry& r = TheRegistry();
     std::lock_guard<std::mutex> guard(r.lock);
-    if (!r.keys.count(path)) return ERROR_FILE_NOT_FOUND;
-    auto next = r.keys.upper_bound(path);
-    if (next != r.keys.end() && next->first.compare(0, path.size() + 1, path + u"\\") == 0) return ERROR_ACCESS_DENIED;
-    r.keys.erase(path);
+    std::shared_ptr<Node> node;
+    LONG rc = Resolve(key, node);
+    if (rc != ERROR_SUCCESS) return rc;
+    std::shared_ptr<Node> target = Find(node, Components(sub));
+    if (!target) return ERROR_FILE_NOT_FOUND;
+    if (target == r.root || !target->children.empty()) return ERROR_ACCESS_DENIED; // only a key without subkeys goes
+    DeleteNode(*target);
     return ERROR_SUCCESS;
 }
 
 HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR* progId) {
     if (!progId) return E_INVALIDARG;
     *progId = nullptr;
-    OLECHAR guid[40];
-    StringFromGUID2(clsid, guid, 40);
+    OLECHAR guid[39];
+    StringFromGUID2(clsid, guid, 39);
     Text sub = u"CLSID\\" + Text(guid) + u"\\ProgID";
     HKEY key = nullptr;
     if (RegOpenKeyExW(HKEY_CLASSES_ROOT, sub.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return REGDB_E_CLASSNOTREG;
     DWORD size = 0;
     LONG rc = RegQueryValueExW(key, nullptr, nullptr, nullptr, nullptr, &size);
+    LPOLESTR text = nullptr;
     if (rc == ERROR_SUCCESS) {
-        *progId = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
-        rc = *progId ? RegQueryValueExW(key, nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(*progId), &size)
-                     : ERROR_OUTOFMEMORY;
+        // Room for a terminator that the stored value may lack.
+        const DWORD length = size / sizeof(OLECHAR);
+        text = static_cast<LPOLESTR>(CoTaskMemAlloc((length + 1) * sizeof(OLECHAR)));
+        if (!text) {
+            RegCloseKey(key);
+            return E_OUTOFMEMORY;
+        }
+        rc = RegQueryValueExW(key, nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size);
+        text[rc == ERROR_SUCCESS ? size / sizeof(OLECHAR) : 0] = 0;
     }
     RegCloseKey(key);
-    if (rc == ERROR_OUTOFMEMORY) return E_OUTOFMEMORY;
     if (rc != ERROR_SUCCESS) {
-        CoTaskMemFree(*progId);
-        *progId = nullptr;
+        CoTaskMemFree(text);
         return REGDB_E_CLASSNOTREG;
     }
+    *progId = text;
     return S_OK;
 }
