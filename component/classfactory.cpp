@@ -17,17 +17,26 @@ public:
         AddRef();
         return S_OK;
     }
-    // The count starts at 1, the module's own reference; the first outside reference locks
-    // the module and the last one unlocks it.
+    // Only outside references are counted: the first one locks the module and the last
+    // one unlocks it. The module's own reference is a flag, dropped at unload; the object
+    // goes when neither remains.
     ULONG STDMETHODCALLTYPE AddRef() override {
         ULONG n = ++m_nRef;
-        if (n == 2) CModule::LockServer(true);
-        return n;
+        if (n == 1) CModule::LockServer(true);
+        return n + (m_bModuleHolds.load() ? 1 : 0);
     }
     ULONG STDMETHODCALLTYPE Release() override {
+        const bool held = m_bModuleHolds.load();
         ULONG n = --m_nRef;
-        if (n == 1) CModule::LockServer(false);
-        return n;
+        if (n == 0) {
+            CModule::LockServer(false);
+            if (!held) delete this;
+        }
+        return n + (held ? 1 : 0);
+    }
+    void ReleaseModuleReference() {
+        m_bModuleHolds.store(false);
+        if (m_nRef.load() == 0) delete this;
     }
 
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** result) override {
@@ -60,18 +69,31 @@ public:
     }
 
 private:
-    std::atomic<ULONG> m_nRef{1};
+    std::atomic<ULONG> m_nRef{0};
+    std::atomic<bool> m_bModuleHolds{true};
 };
+
+} // namespace
+
+namespace {
+
+std::mutex g_ClassTableLock;
+CParserFactory* g_ParserFactory = nullptr;
 
 } // namespace
 
 IClassFactory* ParserClassFactory() {
     // Created once under the class-table lock and kept until the module is unloaded.
-    static std::mutex classTableLock;
-    static CParserFactory* factory = nullptr;
-    std::lock_guard<std::mutex> guard(classTableLock);
-    if (!factory) factory = new (std::nothrow) CParserFactory();
-    return factory;
+    std::lock_guard<std::mutex> guard(g_ClassTableLock);
+    if (!g_ParserFactory) g_ParserFactory = new (std::nothrow) CParserFactory();
+    return g_ParserFactory;
+}
+
+void ReleaseClassFactories() {
+    std::lock_guard<std::mutex> guard(g_ClassTableLock);
+    // A host that still holds the factory keeps using it; only the module's reference goes.
+    if (g_ParserFactory) g_ParserFactory->ReleaseModuleReference();
+    g_ParserFactory = nullptr;
 }
 
 STDAPI DllCanUnloadNow(void) { return CModule::LockCount() == 0 ? S_OK : S_FALSE; }

@@ -1,0 +1,107 @@
+// The component's entry points: loading and unloading the module, and registration.
+#include <new>
+
+#include "component/classfactory.h"
+#include "component/registrar.h"
+#include "component/satellite.h"
+#include "objectmodel/module.h"
+#include "objectmodel/resources.h"
+#include "parsetree/reporttext.h"
+
+#include "tarvolin_h.h"
+
+EXTERN_C BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved);
+
+namespace {
+
+const WORD kParserScript = 101; // REGISTRY resource of Parser
+
+// The words of the parse-error report come from the resource module, so a satellite
+// library translates them.
+void LoadReportWords(std::string& target, unsigned id) { LoadResourceText(target, id); }
+
+HMODULE g_Satellite = nullptr;
+
+// Runs the registry script of Parser from the module's own resources (never from a
+// satellite) with %MODULE% standing for the module's file.
+HRESULT RunParserScript(RegistryMode mode, const OleString& modulePath) {
+    const HMODULE module = CModule::ModuleInstance();
+    HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(kParserScript), OLESTR("REGISTRY"));
+    if (!resource) return HRESULT_FROM_WIN32(ERROR_RESOURCE_NAME_NOT_FOUND);
+    HGLOBAL loaded = LoadResource(module, resource);
+    const void* text = loaded ? LockResource(loaded) : nullptr;
+    if (!text) return HRESULT_FROM_WIN32(ERROR_RESOURCE_NAME_NOT_FOUND);
+    const DWORD size = SizeofResource(module, resource);
+    return RunRegistryScript(static_cast<const char*>(text), size, mode, {{OLESTR("MODULE"), modulePath}});
+}
+
+HRESULT ThisModulePath(OleString& path) {
+    path = ModuleFilePath(CModule::ModuleInstance());
+    return path.empty() ? E_FAIL : S_OK;
+}
+
+} // namespace
+
+BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        CModule::SetModuleInstance(instance);
+        DisableThreadLibraryCalls(instance);
+        SetReportTextLoader(&LoadReportWords);
+        if (CModule::ResourceInstance() == CModule::ModuleInstance()) {
+            g_Satellite = LoadSatelliteLibrary(ModuleFilePath(instance), PreferredUILanguages());
+            if (g_Satellite) CModule::SetResourceInstance(g_Satellite);
+        }
+    } else if (reason == DLL_PROCESS_DETACH) {
+        ReleaseClassFactories();
+        SetReportTextLoader(nullptr);
+        // At process exit (reserved set) other libraries may be gone already: leave the
+        // satellite to the system.
+        if (g_Satellite && !reserved) {
+            CModule::SetResourceInstance(nullptr);
+            FreeLibrary(g_Satellite);
+            g_Satellite = nullptr;
+        }
+    }
+    return TRUE;
+}
+
+STDAPI DllRegisterServer(void) {
+    try {
+        OleString path;
+        HRESULT hr = ThisModulePath(path);
+        if (SUCCEEDED(hr)) hr = RunParserScript(RegistryMode::Register, path);
+        if (FAILED(hr)) return hr;
+        // The type library embedded in the module, registered for every user.
+        ITypeLib* library = nullptr;
+        hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
+        if (FAILED(hr)) return hr;
+        hr = RegisterTypeLib(library, &path[0], nullptr);
+        library->Release();
+        return hr;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+STDAPI DllUnregisterServer(void) {
+    try {
+        OleString path;
+        HRESULT hr = ThisModulePath(path);
+        if (SUCCEEDED(hr)) hr = RunParserScript(RegistryMode::Unregister, path);
+        if (FAILED(hr)) return hr;
+        ITypeLib* library = nullptr;
+        hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
+        if (FAILED(hr)) return hr;
+        TLIBATTR* attributes = nullptr;
+        hr = library->GetLibAttr(&attributes);
+        if (SUCCEEDED(hr)) {
+            hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
+                                   attributes->lcid, attributes->syskind);
+            library->ReleaseTLibAttr(attributes);
+        }
+        library->Release();
+        return hr;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+}
