@@ -1,0 +1,191 @@
+// Registry scripts carried out below HKEY_CLASSES_ROOT (in a key of the tests' own), and
+// the path of the satellite resource library.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "component/registrar.h"
+#include "component/satellite.h"
+
+namespace {
+
+const char* const kRoot = "TarvolinRegistrarTest";
+
+OleString Wide(const std::string& s) { return OleString(s.begin(), s.end()); }
+
+std::string Narrow(const OleString& s) { return std::string(s.begin(), s.end()); }
+
+bool KeyExists(const std::string& path) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
+    RegCloseKey(key);
+    return true;
+}
+
+// The string value, or "(missing)".
+std::string Value(const std::string& path, const char* name = nullptr) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return "(missing)";
+    OLECHAR buffer[512] = {};
+    DWORD size = sizeof buffer - sizeof(OLECHAR);
+    DWORD type = 0;
+    const OleString valueName = name ? Wide(name) : OleString();
+    LONG rc = RegQueryValueExW(key, name ? valueName.c_str() : nullptr, nullptr, &type,
+                               reinterpret_cast<BYTE*>(buffer), &size);
+    RegCloseKey(key);
+    if (rc != ERROR_SUCCESS || type != REG_SZ) return "(missing)";
+    return Narrow(OleString(buffer));
+}
+
+HRESULT RunScript(const std::string& script, RegistryMode mode, const std::vector<RegistryReplacement>& replacements = {}) {
+    return RunRegistryScript(script.data(), script.size(), mode, replacements);
+}
+
+class Registrar : public ::testing::Test {
+protected:
+    void SetUp() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str()); }
+    void TearDown() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str()); }
+};
+
+const std::string kScript = std::string("HKCR\n{\n  NoRemove ") + kRoot + R"(
+  {
+    App.Thing.1 = s 'Thing Class'
+    {
+      CLSID = s '{00000000-1111-2222-3333-444444444444}'
+    }
+    NoRemove Shared
+    {
+      ForceRemove {00000000-1111-2222-3333-444444444444} = s 'Thing Class'
+      {
+        ForceRemove Programmable
+        InprocServer32 = s '%MODULE%'
+        {
+          val ThreadingModel = s 'Apartment'
+        }
+        'Quoted Name' = s 'it''s 100%% done'
+      }
+    }
+  }
+}
+)";
+
+const std::vector<RegistryReplacement> kModule = {{OLESTR("MODULE"), OLESTR("C:\\dir\\x.dll")}};
+
+TEST_F(Registrar, RegisterWritesKeysValuesAndReplacements) {
+    ASSERT_EQ(RunScript(kScript, RegistryMode::Register, kModule), S_OK);
+    const std::string root = kRoot;
+    const std::string cls = root + "\\Shared\\{00000000-1111-2222-3333-444444444444}";
+    EXPECT_EQ(Value(root + "\\App.Thing.1"), "Thing Class");
+    EXPECT_EQ(Value(root + "\\App.Thing.1\\CLSID"), "{00000000-1111-2222-3333-444444444444}");
+    EXPECT_EQ(Value(cls), "Thing Class");
+    EXPECT_TRUE(KeyExists(cls + "\\Programmable"));
+    EXPECT_EQ(Value(cls + "\\Programmable"), "(missing)"); // a key without values
+    EXPECT_EQ(Value(cls + "\\InprocServer32"), "C:\\dir\\x.dll");
+    EXPECT_EQ(Value(cls + "\\InprocServer32", "ThreadingModel"), "Apartment");
+    EXPECT_EQ(Value(cls + "\\Quoted Name"), "it's 100% done");
+    // Registering again over an existing registration succeeds and changes nothing.
+    EXPECT_EQ(RunScript(kScript, RegistryMode::Register, kModule), S_OK);
+    EXPECT_EQ(Value(cls + "\\InprocServer32", "ThreadingModel"), "Apartment");
+}
+
+TEST_F(Registrar, ForceRemoveClearsStaleContentBeforeWriting) {
+    const std::string cls = std::string(kRoot) + "\\Shared\\{00000000-1111-2222-3333-444444444444}";
+    HKEY stale = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(cls + "\\Stale\\Deeper").c_str(), 0, nullptr, 0, KEY_WRITE, nullptr,
+                              &stale, nullptr),
+              ERROR_SUCCESS);
+    RegCloseKey(stale);
+    ASSERT_EQ(RunScript(kScript, RegistryMode::Register, kModule), S_OK);
+    EXPECT_FALSE(KeyExists(cls + "\\Stale"));
+    EXPECT_TRUE(KeyExists(cls + "\\InprocServer32"));
+}
+
+TEST_F(Registrar, UnregisterKeepsNoRemoveKeysAndForeignSubkeys) {
+    const std::string root = kRoot;
+    ASSERT_EQ(RunScript(kScript, RegistryMode::Register, kModule), S_OK);
+    // Someone else's key below a key of ours that is not marked ForceRemove.
+    HKEY foreign = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(root + "\\App.Thing.1\\Foreign").c_str(), 0, nullptr, 0, KEY_WRITE,
+                              nullptr, &foreign, nullptr),
+              ERROR_SUCCESS);
+    RegCloseKey(foreign);
+    ASSERT_EQ(RunScript(kScript, RegistryMode::Unregister, kModule), S_OK);
+    EXPECT_TRUE(KeyExists(root));
+    EXPECT_TRUE(KeyExists(root + "\\Shared"));
+    EXPECT_FALSE(KeyExists(root + "\\Shared\\{00000000-1111-2222-3333-444444444444}"));
+    EXPECT_FALSE(KeyExists(root + "\\App.Thing.1\\CLSID"));
+    EXPECT_TRUE(KeyExists(root + "\\App.Thing.1\\Foreign"));
+    // Unregistering what is already gone is no error.
+    EXPECT_EQ(RunScript(kScript, RegistryMode::Unregister, kModule), S_OK);
+}
+
+TEST_F(Registrar, MalformedScriptsChangeNothing) {
+    const std::string key = std::string("HKCR { NoRemove ") + kRoot + " { ";
+    const std::string bad[] = {
+        key + "A = s 'x' { B = s 'y' } ",               // the root block is never closed
+        key + "A = s 'unterminated } }",                // quote without its end
+        key + "A = s '%UNKNOWN%' } }",                  // no value for the name
+        key + "A = s '%MODULE' } }",                    // a percent sign without its partner
+        key + "A = d '1' } }",                          // only strings are written
+        "HKCR { val V = s 'x' }",                       // a value needs a key of ours
+        key + "A\\B = s 'x' } }",                       // one key per name
+        key + "A = s 'x' } } }",                        // one brace too many
+        "HKLM { A = s 'x' }",                           // only HKEY_CLASSES_ROOT
+        key + "A = } }",
+    };
+    for (const std::string& script : bad) {
+        SCOPED_TRACE(script);
+        EXPECT_EQ(RunScript(script, RegistryMode::Register, kModule), E_INVALIDARG);
+        EXPECT_FALSE(KeyExists(kRoot));
+    }
+    EXPECT_EQ(RunRegistryScript(nullptr, 3, RegistryMode::Register, {}), E_INVALIDARG);
+    EXPECT_EQ(RunRegistryScript("", 0, RegistryMode::Register, {}), S_OK); // nothing to do
+}
+
+TEST_F(Registrar, DeepScriptsAreNoProblem) {
+    // Nesting is bounded by the registry's own key length, not by the native stack.
+    std::string script = std::string("HKCR { ") + kRoot + " { ";
+    const int depth = 60;
+    for (int i = 0; i < depth; ++i) script += "k { ";
+    for (int i = 0; i < depth + 2; ++i) script += "} ";
+    ASSERT_EQ(RunScript(script, RegistryMode::Register), S_OK);
+    std::string path = kRoot;
+    for (int i = 0; i < depth; ++i) path += "\\k";
+    EXPECT_TRUE(KeyExists(path));
+    ASSERT_EQ(RunScript(script, RegistryMode::Unregister), S_OK);
+    EXPECT_FALSE(KeyExists(kRoot));
+}
+
+TEST(SatellitePath, IsFormedFromTheModulePathAndTheLanguage) {
+    EXPECT_EQ(Narrow(SatellitePath(OLESTR("C:\\Program Files\\App\\tarvolin.dll"), OLESTR("de-DE"))),
+              "C:\\Program Files\\App\\de-DE\\tarvolin.res.dll");
+    // Only the last extension goes; a name without one keeps its whole name.
+    EXPECT_EQ(Narrow(SatellitePath(OLESTR("C:\\a.b\\my.parser.dll"), OLESTR("fr"))), "C:\\a.b\\fr\\my.parser.res.dll");
+    EXPECT_EQ(Narrow(SatellitePath(OLESTR("C:\\a.b\\parser"), OLESTR("fr"))), "C:\\a.b\\fr\\parser.res.dll");
+    // A drive without a directory, forward slashes, and a bare file name.
+    EXPECT_EQ(Narrow(SatellitePath(OLESTR("D:x.dll"), OLESTR("en-US"))), "D:en-US\\x.res.dll");
+    EXPECT_EQ(Narrow(SatellitePath(OLESTR("/opt/lib/x.dll"), OLESTR("en-US"))), "/opt/lib/en-US\\x.res.dll");
+    EXPECT_EQ(Narrow(SatellitePath(OLESTR("x.dll"), OLESTR("en-US"))), "en-US\\x.res.dll");
+}
+
+TEST(SatellitePath, GivesNothingForUnusablePaths) {
+    EXPECT_TRUE(SatellitePath(OLESTR("C:\\dir\\"), OLESTR("de-DE")).empty());        // no file name
+    EXPECT_TRUE(SatellitePath(OLESTR("C:\\dir\\x.dll"), OLESTR("")).empty());       // no language
+    const OleString longDir = OLESTR("C:\\") + OleString(MAX_PATH + 1, 'd') + OLESTR("\\x.dll");
+    EXPECT_TRUE(SatellitePath(longDir, OLESTR("de-DE")).empty());
+    const OleString longName = OLESTR("C:\\d\\") + OleString(MAX_PATH + 1, 'n') + OLESTR(".dll");
+    EXPECT_TRUE(SatellitePath(longName, OLESTR("de-DE")).empty());
+    // No satellite exists for a module in a directory that does not exist.
+    EXPECT_EQ(LoadSatelliteLibrary(OLESTR("C:\\no such dir\\x.dll"), {OLESTR("de-DE"), OLESTR("en-US")}), nullptr);
+}
+
+TEST(PreferredUILanguages, AreAskedOnceAndAreNames) {
+    const std::vector<OleString>& first = PreferredUILanguages();
+    EXPECT_EQ(&first, &PreferredUILanguages());
+    for (const OleString& name : first) {
+        EXPECT_FALSE(name.empty());
+        EXPECT_EQ(name.find('\0'), OleString::npos);
+    }
+}
+
+} // namespace
