@@ -15,7 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "builder/parser.h"
+#include "component/classfactory.h"
+#include "parsetree/parsetree.h"
 #include "parsetree/dump.h"
 #include "tools/printer.h"
 
@@ -122,10 +123,18 @@ int main(int argc, char** argv) {
         else return Usage();
     }
 
-    cParser* object = nullptr;
-    if (FAILED(cParser::CreateInstance(&object))) return 2;
-    IParser* parser = object;
-    parser->AddRef();
+    // The parser comes from the component's class factory, as any host gets it.
+    IClassFactory* factory = nullptr;
+    IParser* parser = nullptr;
+    HRESULT hr = DllGetClassObject(CLSID_Parser, IID_IClassFactory, reinterpret_cast<void**>(&factory));
+    if (SUCCEEDED(hr)) {
+        hr = factory->CreateInstance(nullptr, IID_IParser, reinterpret_cast<void**>(&parser));
+        factory->Release();
+    }
+    if (FAILED(hr)) {
+        std::cerr << "tarvolin: cannot create the parser\n";
+        return 2;
+    }
     CParseTree tree;
     bool allAccepted = true;
     if (options.file) {
