@@ -1,0 +1,93 @@
+# Sourced by the tests that run Windows programs under Wine. scripts/windows-tests.sh
+# exports the prefix (WINEPREFIX, WINEDEBUG) and keeps its server running; these tests
+# use that prefix and never start or stop a server themselves. Output of Wine programs
+# goes to files, not pipes: a Wine process may leave helpers behind that hold a pipe open.
+set -u
+
+if [ -z "${WINEPREFIX:-}" ] || [ -z "${WINEDEBUG:-}" ]; then
+    echo "FAIL: WINEPREFIX and WINEDEBUG are not set; run the Windows tests with scripts/windows-tests.sh" >&2
+    exit 1
+fi
+if [ ! -f "$WINEPREFIX/system.reg" ]; then
+    echo "FAIL: WINEPREFIX=$WINEPREFIX is not an initialised Wine prefix" >&2
+    exit 1
+fi
+
+readonly PARSER_CLSID="{621D0E5D-88BE-4A68-9187-98FDFBE88824}"
+readonly PARSER_LIBID="{E528582E-8B1D-4948-9BA7-CB86CC797672}"
+
+wine_tmp="$(mktemp -d)"
+trap 'rm -rf "$wine_tmp"' EXIT
+
+failures=0
+
+# expect WHAT GOT EXPECTED
+expect() {
+    if [ "$2" == "$3" ]; then
+        echo "ok   $1: $2"
+    else
+        echo "FAIL $1: got <$2>, expected <$3>"
+        failures=$((failures + 1))
+    fi
+}
+
+# finish: the test's result from the checks so far.
+finish() {
+    if [ "$failures" -ne 0 ]; then
+        echo "$failures check(s) failed"
+        exit 1
+    fi
+    echo "all checks passed"
+    exit 0
+}
+
+# run_wine OUTFILE COMMAND...: runs a Wine program with stdin closed, its output (carriage
+# returns removed) in OUTFILE; returns its exit code. With WINE_LOCALE set, the program
+# runs with LC_ALL set to it.
+run_wine() {
+    local out=$1 rc=0
+    shift
+    env ${WINE_LOCALE:+LC_ALL=$WINE_LOCALE} wine "$@" </dev/null >"$out.raw" 2>&1 || rc=$?
+    tr -d '\r' <"$out.raw" >"$out"
+    rm -f "$out.raw"
+    return $rc
+}
+
+# windows_path FILE: the path under which Windows programs in the prefix see FILE.
+windows_path() {
+    run_wine "$wine_tmp/winepath" winepath -w "$1" || return 1
+    head -n 1 "$wine_tmp/winepath"
+}
+
+# run_client [--locale LOCALE] PROGRAM [ARGUMENTS...]: runs a JScript or VBScript file
+# under cscript, or a Windows program, in the program's folder and the given locale
+# (C.UTF-8, in which Wine's UI language is en-US, unless told otherwise). It passes when
+# the program exits with 0 and its last line is "<name>: all <n> checks passed": Wine's
+# cscript exits with 0 and says nothing when a script does not even compile.
+run_client() {
+    local locale=C.UTF-8 rc=0
+    if [ "$1" == --locale ]; then
+        locale=$2
+        shift 2
+    fi
+    local dir name
+    dir="$(cd "$(dirname "$1")" && pwd)"
+    name="$(basename "$1")"
+    shift
+    local out="$wine_tmp/client"
+    echo "== $name${*:+ $*} (LC_ALL=$locale)"
+    case "$name" in
+    *.js | *.vbs) (cd "$dir" && WINE_LOCALE=$locale run_wine "$out" cscript //nologo "$name" "$@") || rc=$? ;;
+    *) (cd "$dir" && WINE_LOCALE=$locale run_wine "$out" "./$name" "$@") || rc=$? ;;
+    esac
+    cat "$out"
+    expect "exit code of $name" "$rc" 0
+    local last
+    last="$(grep -av '^$' "$out" | tail -n 1)"
+    if [[ "$last" =~ ^.*:\ all\ [0-9]+\ checks\ passed$ ]]; then
+        echo "ok   $name reports that all its checks passed"
+    else
+        echo "FAIL $name did not report that all its checks passed (last line: <$last>)"
+        failures=$((failures + 1))
+    fi
+}
