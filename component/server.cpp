@@ -95,8 +95,14 @@ STDAPI DllUnregisterServer(void) {
         TLIBATTR* attributes = nullptr;
         hr = library->GetLibAttr(&attributes);
         if (SUCCEEDED(hr)) {
-            hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
-                                   attributes->lcid, attributes->syskind);
+            // A type library that is not registered (any more) leaves nothing to remove;
+            // UnRegisterTypeLib would fail for it.
+            BSTR registered = nullptr;
+            if (SUCCEEDED(QueryPathOfRegTypeLib(attributes->guid, attributes->wMajorVerNum,
+                                                attributes->wMinorVerNum, attributes->lcid, &registered)))
+                hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
+                                       attributes->lcid, attributes->syskind);
+            SysFreeString(registered);
             library->ReleaseTLibAttr(attributes);
         }
         library->Release();

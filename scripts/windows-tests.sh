@@ -23,7 +23,7 @@ if [ ! -f "$WINEPREFIX/system.reg" ]; then
   wineserver -w || true # let the server that created the prefix exit
 fi
 # Start this prefix's server first: otherwise every test waits for it to shut down.
-wineserver -p
+wineserver -p || true # already running is fine
 wine wineboot </dev/null >/dev/null 2>&1 || true
 status=0
 (cd "$build" && ctest --output-on-failure -j"$jobs") || status=$?
