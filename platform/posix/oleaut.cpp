@@ -1,5 +1,5 @@
-// VARIANT functions, GUIDs of the system interfaces, task memory and the absent loaders of
-// the native build.
+// VARIANT functions, GUIDs of the system interfaces, task memory, GUID strings and messages
+// of the native build.
 #include "platform/platform.h"
 
 #include <cstdio>
@@ -97,20 +97,6 @@ HRESULT StringFromCLSID(REFCLSID clsid, LPOLESTR* text) {
     StringFromGUID2(clsid, *text, 39);
     return S_OK;
 }
-
-HRESULT LoadRegTypeLib(REFGUID, WORD, WORD, LCID, ITypeLib** library) {
-    if (library) *library = nullptr;
-    return TYPE_E_LIBNOTREGISTERED;
-}
-
-HRESULT LoadTypeLib(LPCOLESTR, ITypeLib** library) {
-    if (library) *library = nullptr;
-    return TYPE_E_LIBNOTREGISTERED;
-}
-
-HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR, LPOLESTR) { return library ? E_NOTIMPL : E_INVALIDARG; }
-
-HRESULT UnRegisterTypeLib(REFGUID, WORD, WORD, LCID, SYSKIND) { return TYPE_E_LIBNOTREGISTERED; }
 
 DWORD FormatMessageA(DWORD, const void*, DWORD, DWORD, LPSTR, DWORD, void*) { return 0; }
 HLOCAL LocalFree(HLOCAL memory) {

@@ -40,9 +40,16 @@ typedef LONG DISPID;
 typedef DISPID MEMBERID;
 typedef short VARIANT_BOOL;
 typedef unsigned short VARTYPE;
+typedef intptr_t INT_PTR;
+typedef uintptr_t UINT_PTR;
+typedef intptr_t LONG_PTR;
+typedef uintptr_t ULONG_PTR;
+typedef const void* LPCVOID;
+typedef void* HANDLE;
 typedef void* HINSTANCE;
 typedef void* HMODULE;
 typedef void* HLOCAL;
+typedef void* HGLOBAL;
 typedef void* HWND;
 
 #define VARIANT_TRUE ((VARIANT_BOOL)-1)
@@ -100,8 +107,11 @@ typedef void* HWND;
 #define DISP_E_EXCEPTION ((HRESULT)0x80020009L)
 #define DISP_E_BADINDEX ((HRESULT)0x8002000BL)
 #define DISP_E_BADPARAMCOUNT ((HRESULT)0x8002000EL)
+#define TYPE_E_INVDATAREAD ((HRESULT)0x80028018L)
+#define TYPE_E_UNSUPFORMAT ((HRESULT)0x80028019L)
 #define TYPE_E_REGISTRYACCESS ((HRESULT)0x8002801CL)
 #define TYPE_E_LIBNOTREGISTERED ((HRESULT)0x8002801DL)
+#define TYPE_E_INVALIDSTATE ((HRESULT)0x80028029L)
 #define TYPE_E_ELEMENTNOTFOUND ((HRESULT)0x8002802BL)
 #define TYPE_E_CANTLOADLIBRARY ((HRESULT)0x80029C4AL)
 #define CLASS_E_NOAGGREGATION ((HRESULT)0x80040110L)
@@ -214,10 +224,10 @@ struct IDispatch : IUnknown {
                                              VARIANT* result, EXCEPINFO* exception, UINT* argumentError) = 0;
 };
 
-// Type information. Natively there is no type-library loader, so no object of these
-// interfaces ever exists; they are declared slot for slot as on Windows so that code that
-// holds or calls them compiles unchanged. The descriptions they return are opaque here,
-// except the library attributes that unregistration reads.
+// Type information. Natively a type library can be loaded for its attributes (LoadTypeLib),
+// but there is no type information: no ITypeInfo object ever exists. The interfaces are
+// declared slot for slot as on Windows so that code that holds or calls them compiles
+// unchanged; the descriptions they return are opaque here, except the library attributes.
 struct ITypeLib;
 struct ITypeComp;
 struct TYPEATTR;
@@ -237,6 +247,12 @@ enum TYPEKIND {
     TKIND_MAX
 };
 enum INVOKEKIND { INVOKE_FUNC = 1, INVOKE_PROPERTYGET = 2, INVOKE_PROPERTYPUT = 4, INVOKE_PROPERTYPUTREF = 8 };
+enum LIBFLAGS {
+    LIBFLAG_FRESTRICTED = 0x1,
+    LIBFLAG_FCONTROL = 0x2,
+    LIBFLAG_FHIDDEN = 0x4,
+    LIBFLAG_FHASDISKIMAGE = 0x8
+};
 struct TLIBATTR {
     GUID guid;
     LCID lcid;
@@ -451,6 +467,7 @@ typedef DWORD REGSAM;
 #define ERROR_INVALID_PARAMETER 87L
 #define ERROR_INSUFFICIENT_BUFFER 122L
 #define ERROR_MORE_DATA 234L
+#define ERROR_NO_MORE_ITEMS 259L
 #define ERROR_KEY_DELETED 1018L
 #define REG_NONE 0
 #define REG_SZ 1
@@ -471,40 +488,155 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BY
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size);
 LONG RegDeleteTreeW(HKEY key, LPCWSTR subKey);
 LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
+struct FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+// The subkey at an index (Windows promises no order; here the names compare without regard to
+// case) in the case it was created with. The length is in characters: the buffer's size on
+// the way in, the name's without the terminator on the way out; ERROR_MORE_DATA when the
+// buffer is too small, ERROR_NO_MORE_ITEMS past the last subkey.
+LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameLength, DWORD* reserved, LPWSTR keyClass,
+                   DWORD* classLength, FILETIME* lastWriteTime);
 
-// ---- Type libraries: natively none can be loaded -------------------------------------------
-// The loaders fail with TYPE_E_LIBNOTREGISTERED (and set the result to null), so the
-// component's IDispatch side fails with that code while calls through its interfaces work.
-// RegisterTypeLib never gets a library to register; UnRegisterTypeLib finds none.
-HRESULT LoadRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, ITypeLib** library);
+// ---- Type libraries: attributes only, natively -----------------------------------------------
+// LoadTypeLibEx reads the header of a type library ("MSFT" format) from a .tlb file or from
+// the TYPELIB resource 1 of a loaded module (given by its file name), and gives an ITypeLib
+// whose GetLibAttr, GetDocumentation(-1, ...) and ReleaseTLibAttr work; it offers no type
+// information (GetTypeInfoCount is 0, the other methods give E_NOTIMPL). Anything that is not
+// such a library, or is damaged, gives TYPE_E_CANTLOADLIBRARY. As on Windows, REGKIND_DEFAULT
+// (and LoadTypeLib) register a library given by a relative path.
+// RegisterTypeLib and UnRegisterTypeLib write and remove HKEY_CLASSES_ROOT\TypeLib\{libid}
+// (no Interface keys: natively there is no marshaling). LoadRegTypeLib finds a registered
+// library as Windows does, but fails with TYPE_E_CANTLOADLIBRARY even then, since there is no
+// type information to serve IDispatch with; TYPE_E_LIBNOTREGISTERED when none is registered.
+enum REGKIND { REGKIND_DEFAULT, REGKIND_REGISTER, REGKIND_NONE };
+HRESULT LoadTypeLibEx(LPCOLESTR file, REGKIND kind, ITypeLib** library);
 HRESULT LoadTypeLib(LPCOLESTR file, ITypeLib** library);
 HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR fullPath, LPOLESTR helpDir);
 HRESULT UnRegisterTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind);
+HRESULT QueryPathOfRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, BSTR* path);
+HRESULT LoadRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, ITypeLib** library);
 
-// ---- Modules and string tables ------------------------------------------------------------
-// Natively a module's string table is registered by code generated from its resource
-// script (scripts/rc_strings.py); FindResourceA and LoadStringA then find its entries.
-typedef struct HRSRC__* HRSRC;
-#define MAKEINTRESOURCEA(i) ((LPCSTR)(uintptr_t)(WORD)(i))
-#define RT_STRING MAKEINTRESOURCEA(6)
-struct StringTableEntry {
-    UINT id;
-    const char* text;
-};
-bool RegisterStringTable(HINSTANCE module, const StringTableEntry* entries, size_t count);
-// Natively the program and the component linked into it are one module, whose handle
-// GetModuleHandleW(nullptr) gives.
-HMODULE GetModuleHandleW(LPCWSTR name);
-HRSRC FindResourceA(HMODULE module, LPCSTR name, LPCSTR type);
-int LoadStringA(HINSTANCE module, UINT id, LPSTR buffer, int size);
+// ---- Last error, per thread ----------------------------------------------------------------
+#define ERROR_NOT_SUPPORTED 50L
+#define ERROR_MOD_NOT_FOUND 126L
+#define ERROR_PROC_NOT_FOUND 127L
+#define ERROR_BAD_EXE_FORMAT 193L
+#define ERROR_DLL_INIT_FAILED 1114L
+#define ERROR_RESOURCE_DATA_NOT_FOUND 1812L
+#define ERROR_RESOURCE_TYPE_NOT_FOUND 1813L
+#define ERROR_RESOURCE_NAME_NOT_FOUND 1814L
+DWORD GetLastError();
+void SetLastError(DWORD error);
 
-// The full path of the module's file (natively: the running program); the length copied,
-// or the buffer size with a truncated, terminated path when the buffer is too small;
-// 0 for a module this layer does not know.
+// ---- Modules ------------------------------------------------------------------------------
+// A module handle is the address at which the module's image starts, as on Windows: natively
+// the start of the ELF object's first mapping (dladdr's dli_fbase), for the program and for
+// every shared library. A library loaded with LoadLibraryW is opened with dlopen (RTLD_NOW,
+// RTLD_LOCAL); FreeLibrary closes it once. File names are UTF-8 paths with '/' natively.
+typedef INT_PTR(WINAPI* FARPROC)();
+#define GET_MODULE_HANDLE_EX_FLAG_PIN 0x00000001
+#define GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT 0x00000002
+#define GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS 0x00000004
+#define DONT_RESOLVE_DLL_REFERENCES 0x00000001
+#define LOAD_LIBRARY_AS_DATAFILE 0x00000002
+#define LOAD_WITH_ALTERED_SEARCH_PATH 0x00000008
+#define LOAD_LIBRARY_AS_IMAGE_RESOURCE 0x00000020
+#define LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE 0x00000040
 #define MAX_PATH 260
+
+// The program with a null name; otherwise a loaded module by its path or, without a '/', by
+// the last part of its path. Null with ERROR_MOD_NOT_FOUND when none is loaded.
+HMODULE GetModuleHandleW(LPCWSTR name);
+// The same, or with GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS the module whose image holds the
+// address given as the name. Without GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT the module
+// gains a reference that FreeLibrary drops; GET_MODULE_HANDLE_EX_FLAG_PIN keeps it loaded.
+BOOL GetModuleHandleExW(DWORD flags, LPCWSTR name, HMODULE* module);
+// The full path of a loaded module's file (the program's with a null module); the length
+// copied, or the buffer size with a truncated, terminated path and ERROR_INSUFFICIENT_BUFFER
+// when the buffer is too small; 0 with ERROR_MOD_NOT_FOUND for a module that is not loaded.
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
+// Flags 0 or LOAD_WITH_ALTERED_SEARCH_PATH load the library and run its DllMain; null with
+// ERROR_MOD_NOT_FOUND (no such file), ERROR_BAD_EXE_FORMAT (not a loadable library) or
+// ERROR_DLL_INIT_FAILED (its DllMain failed). There is no loader for Windows resource images,
+// so LOAD_LIBRARY_AS_DATAFILE, _AS_DATAFILE_EXCLUSIVE and _AS_IMAGE_RESOURCE give null with
+// ERROR_FILE_NOT_FOUND or ERROR_NOT_SUPPORTED; the caller then keeps its own resources.
+HMODULE LoadLibraryW(LPCWSTR file);
+HMODULE LoadLibraryExW(LPCWSTR file, HANDLE reserved, DWORD flags);
+// An exported function or variable of the module itself (not of the libraries it uses), by
+// name; ordinals do not exist natively. Null with ERROR_PROC_NOT_FOUND.
+FARPROC GetProcAddress(HMODULE module, LPCSTR name);
+BOOL FreeLibrary(HMODULE module);
+// Natively no thread notifications are ever sent.
 BOOL DisableThreadLibraryCalls(HMODULE module);
 
+// The entry point of a shared library, which the library defines (with C linkage). Natively
+// the target tarvolin_dllmain calls it with DLL_PROCESS_ATTACH when the library is loaded
+// (reserved null) and with DLL_PROCESS_DETACH when it is unloaded (reserved null) or when the
+// process ends (reserved not null), before the library's static objects are destroyed. Loaded
+// by LoadLibraryW, the library attaches once it and the libraries it needs are loaded and
+// their static objects constructed; when DllMain then fails DLL_PROCESS_ATTACH, it gets
+// DLL_PROCESS_DETACH at once and LoadLibraryW fails with ERROR_DLL_INIT_FAILED. Loaded
+// otherwise (with the program, or by dlopen), it attaches from its constructor, after the
+// static objects of its own object files and of the static libraries linked before
+// tarvolin_dllmain; a failure there cannot fail the load.
+#define DLL_PROCESS_DETACH 0
+#define DLL_PROCESS_ATTACH 1
+#define DLL_THREAD_ATTACH 2
+#define DLL_THREAD_DETACH 3
+EXTERN_C BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
+
+// ---- Resources -------------------------------------------------------------------------------
+// Natively a module's resources are registered by code generated from its resource script
+// (scripts/rc_resources.py, through the CMake function tarvolin_resources), under the module
+// that holds that code, and removed when the module is unloaded. Names and types are integer
+// ids (MAKEINTRESOURCE) or strings, which compare without regard to case; "#123" is id 123.
+// A string table is stored in blocks of 16 ids, as on Windows: block n + 1 holds ids 16n to
+// 16n + 15, each entry a 16-bit length and that many UTF-16 characters.
+typedef struct HRSRC__* HRSRC;
+#define IS_INTRESOURCE(r) ((((ULONG_PTR)(r)) >> 16) == 0)
+#define MAKEINTRESOURCEA(i) ((LPSTR)(ULONG_PTR)(WORD)(i))
+#define MAKEINTRESOURCEW(i) ((LPWSTR)(ULONG_PTR)(WORD)(i))
+#define RT_STRING MAKEINTRESOURCEA(6)
+#define RT_RCDATA MAKEINTRESOURCEA(10)
+#define RT_HTML MAKEINTRESOURCEA(23)
+#define RT_MANIFEST MAKEINTRESOURCEA(24)
+// A null module is the program. Null with ERROR_RESOURCE_DATA_NOT_FOUND (the module has no
+// resources), ERROR_RESOURCE_TYPE_NOT_FOUND or ERROR_RESOURCE_NAME_NOT_FOUND.
+HRSRC FindResourceW(HMODULE module, LPCWSTR name, LPCWSTR type);
+HRSRC FindResourceA(HMODULE module, LPCSTR name, LPCSTR type);
+HGLOBAL LoadResource(HMODULE module, HRSRC resource);
+LPVOID LockResource(HGLOBAL data);
+DWORD SizeofResource(HMODULE module, HRSRC resource);
+BOOL FreeResource(HGLOBAL data);
+// A string table entry, cut to the buffer and terminated; the length copied (0 for a missing
+// entry). LoadStringW with a size of 0 stores a pointer to the read-only, unterminated text in
+// the buffer instead and gives its length.
+int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int size);
+int LoadStringA(HINSTANCE module, UINT id, LPSTR buffer, int size);
+
+// What the generated code registers (not Windows functions).
+struct StringTableEntry {
+    UINT id;
+    const WCHAR* text;
+};
+struct ResourceEntry {
+    LPCWSTR type; // MAKEINTRESOURCEW(id) or an upper-case name
+    LPCWSTR name;
+    const void* data;
+    DWORD size;
+};
+struct ResourceTable {
+    const StringTableEntry* strings;
+    size_t stringCount;
+    const ResourceEntry* resources;
+    size_t resourceCount;
+};
+bool RegisterResources(HMODULE module, const ResourceTable* table);
+void UnregisterResources(HMODULE module, const ResourceTable* table);
+
+// ---- Languages and files -----------------------------------------------------------------------
 // The thread's preferred user-interface languages as names ("de-DE"), a list of strings
 // each ending in a NUL and the list ending in one more. Natively there is one language,
 // taken from LC_ALL, LC_MESSAGES or LANG ("de_DE.UTF-8" gives "de-DE"; none gives "en-US").
@@ -515,13 +647,6 @@ BOOL DisableThreadLibraryCalls(HMODULE module);
 BOOL GetThreadPreferredUILanguages(DWORD flags, ULONG* count, LPWSTR buffer, ULONG* size);
 
 BOOL PathFileExistsW(LPCWSTR path);
-// Natively no library can be loaded (there is no loader for Windows images): always null,
-// so the component keeps its own resources.
-#define LOAD_LIBRARY_AS_DATAFILE 0x00000002
-#define LOAD_LIBRARY_AS_IMAGE_RESOURCE 0x00000020
-#define LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE 0x00000040
-HMODULE LoadLibraryExW(LPCWSTR file, void* reserved, DWORD flags);
-BOOL FreeLibrary(HMODULE module);
 
 // ---- Message boxes: natively the caption and text go to standard error ---------------------
 #define MB_OK 0x00000000L
@@ -532,8 +657,11 @@ int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
 #define FORMAT_MESSAGE_IGNORE_INSERTS 0x00000200
 #define FORMAT_MESSAGE_FROM_SYSTEM 0x00001000
 #define LANG_NEUTRAL 0x00
+#define SUBLANG_NEUTRAL 0x00
 #define SUBLANG_DEFAULT 0x01
 #define MAKELANGID(p, s) ((((WORD)(s)) << 10) | (WORD)(p))
+#define PRIMARYLANGID(l) ((WORD)((WORD)(l) & 0x3FF))
+#define LANGIDFROMLCID(l) ((WORD)(l))
 // There is no system message table natively: always 0, so callers use their fallback text.
 DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD languageId, LPSTR buffer, DWORD size,
                      void* arguments);

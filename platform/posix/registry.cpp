@@ -4,6 +4,7 @@
 // fills it; ProgIDFromCLSID reads it.
 #include "platform/platform.h"
 
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,6 +26,7 @@ struct Node {
     std::map<Text, Value> values;                   // by lower-cased name; "" is the default value
     Node* parent = nullptr;                         // valid while the key is not deleted
     Text name;                                      // lower-cased, the key in the parent's map
+    Text display;                                   // as created
     bool deleted = false;                           // open handles outlive their key
 };
 
@@ -50,10 +52,10 @@ Text Lower(const OLECHAR* s) {
     return t;
 }
 
-// The lower-cased components of a subkey path; empty components are ignored.
+// The components of a subkey path as given; empty components are ignored.
 std::vector<Text> Components(LPCWSTR path) {
     std::vector<Text> parts;
-    Text all = Lower(path);
+    Text all = path ? Text(path) : Text();
     size_t start = 0;
     while (start <= all.size()) {
         size_t end = all.find(u'\\', start);
@@ -78,7 +80,7 @@ LONG Resolve(HKEY key, std::shared_ptr<Node>& node) {
 // Walks from a node along a path; null when a component is missing.
 std::shared_ptr<Node> Find(std::shared_ptr<Node> node, const std::vector<Text>& parts) {
     for (const Text& part : parts) {
-        auto it = node->children.find(part);
+        auto it = node->children.find(Lower(part.c_str()));
         if (it == node->children.end()) return nullptr;
         node = it->second;
     }
@@ -118,11 +120,13 @@ LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD, REGSAM, voi
     if (rc != ERROR_SUCCESS) return rc;
     bool created = false;
     for (const Text& part : Components(sub)) {
-        auto& child = node->children[part];
+        const Text name = Lower(part.c_str());
+        auto& child = node->children[name];
         if (!child) {
             child = std::make_shared<Node>();
             child->parent = node.get();
-            child->name = part;
+            child->name = name;
+            child->display = part;
             created = true;
         }
         node = child;
@@ -224,6 +228,28 @@ LONG RegDeleteKeyW(HKEY key, LPCWSTR sub) {
     if (!target) return ERROR_FILE_NOT_FOUND;
     if (target == r.root || !target->children.empty()) return ERROR_ACCESS_DENIED; // only a key without subkeys goes
     DeleteNode(*target);
+    return ERROR_SUCCESS;
+}
+
+LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameLength, DWORD*, LPWSTR keyClass,
+                   DWORD* classLength, FILETIME* lastWriteTime) {
+    if (!name || !nameLength) return ERROR_INVALID_PARAMETER;
+    Registry& r = TheRegistry();
+    std::lock_guard<std::mutex> guard(r.lock);
+    std::shared_ptr<Node> node;
+    LONG rc = Resolve(key, node);
+    if (rc != ERROR_SUCCESS) return rc;
+    if (index >= node->children.size()) return ERROR_NO_MORE_ITEMS;
+    auto it = node->children.begin();
+    std::advance(it, index);
+    const Text& text = it->second->display;
+    if (text.size() >= *nameLength) return ERROR_MORE_DATA;
+    text.copy(name, text.size());
+    name[text.size()] = 0;
+    *nameLength = static_cast<DWORD>(text.size());
+    if (keyClass && classLength && *classLength) keyClass[0] = 0;
+    if (classLength) *classLength = 0;
+    if (lastWriteTime) *lastWriteTime = FILETIME{0, 0};
     return ERROR_SUCCESS;
 }
 

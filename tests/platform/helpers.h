@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "platform/platform.h"
 
@@ -25,10 +28,34 @@ inline std::string Narrow(const OLECHAR* text) {
     return Narrow(text, n);
 }
 
+// A file of the build tree (a Unix path) as this program names it: as it is natively, and on
+// drive Z: in Windows form under Wine, whose programs have Windows paths.
+inline std::basic_string<OLECHAR> PlatformPath(const char* path) {
+    OLECHAR self[MAX_PATH] = {};
+    const bool windows = GetModuleFileNameW(nullptr, self, MAX_PATH) && self[0] != '/';
+    std::basic_string<OLECHAR> out;
+    if (windows && path[0] == '/') out = OLESTR("Z:");
+    for (const char* c = path; *c; ++c) out += static_cast<OLECHAR>(windows && *c == '/' ? '\\' : *c);
+    return out;
+}
+
 // The registry form of a GUID as 8-bit text.
 inline std::string GuidText(REFGUID guid) {
     OLECHAR text[39] = {};
     return StringFromGUID2(guid, text, 39) == 39 ? Narrow(text) : std::string("(none)");
+}
+
+// The bytes of a file; empty when it cannot be read.
+inline std::vector<unsigned char> FileBytes(const std::basic_string<OLECHAR>& path) {
+    std::ifstream in(Narrow(path.c_str()), std::ios::binary);
+    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A function a module exports, as the type it has.
+template <typename Function>
+Function Export(HMODULE module, const char* name) {
+    // Through the generic function pointer type, which converts to any other one.
+    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
 }
 
 // An object that counts its references and never destroys itself, so a test can read the

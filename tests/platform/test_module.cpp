@@ -1,5 +1,5 @@
-// Module services: GUIDs in registry form and the system interfaces' IIDs, the module's
-// string table, type libraries, its file name, and the preferred UI languages.
+// Module services: GUIDs in registry form and the system interfaces' IIDs, the program's
+// string table, its file name, and the preferred UI languages.
 #include "helpers.h"
 
 namespace {
@@ -62,14 +62,6 @@ TEST(StringTable, BlocksOfSixteenIdsAreResources) {
     EXPECT_NE(FindResourceA(self, MAKEINTRESOURCEA(100 / 16 + 1), RT_STRING), nullptr);
     EXPECT_NE(FindResourceA(self, MAKEINTRESOURCEA(300 / 16 + 1), RT_STRING), nullptr);
     EXPECT_EQ(FindResourceA(self, MAKEINTRESOURCEA(200 / 16 + 1), RT_STRING), nullptr);
-}
-
-TEST(TypeLibraries, AnUnregisteredLibraryDoesNotLoad) {
-    // {8D3E5A71-2C4B-4F6E-9A1D-7B0C3E5F2A94}, a library nobody registers.
-    const GUID libid = {0x8D3E5A71, 0x2C4B, 0x4F6E, {0x9A, 0x1D, 0x7B, 0x0C, 0x3E, 0x5F, 0x2A, 0x94}};
-    ITypeLib* library = reinterpret_cast<ITypeLib*>(1);
-    EXPECT_EQ(LoadRegTypeLib(libid, 1, 0, 0, &library), TYPE_E_LIBNOTREGISTERED);
-    EXPECT_EQ(library, nullptr);
 }
 
 std::basic_string<OLECHAR> ModuleFileName() {
