@@ -51,6 +51,7 @@ protected:
         const OleText path = Wide(TARVOLIN_LIBRARY_PATH);
         m_Module = LoadLibraryW(path.c_str());
         ASSERT_NE(m_Module, nullptr) << TARVOLIN_LIBRARY_PATH;
+        ASSERT_EQ(GetModuleHandleW(path.c_str()), m_Module);
         m_CanUnloadNow = reinterpret_cast<EntryPoint>(reinterpret_cast<void (*)()>(GetProcAddress(m_Module, "DllCanUnloadNow")));
         m_GetClassObject = reinterpret_cast<GetClassObject>(reinterpret_cast<void (*)()>(GetProcAddress(m_Module, "DllGetClassObject")));
         m_Register = reinterpret_cast<EntryPoint>(reinterpret_cast<void (*)()>(GetProcAddress(m_Module, "DllRegisterServer")));
@@ -66,6 +67,9 @@ protected:
         }
         EXPECT_EQ(m_CanUnloadNow(), S_OK);
         FreeLibrary(m_Module);
+        // The last reference gone, the library is unloaded (it detaches and keeps nothing
+        // in memory between hosts).
+        EXPECT_EQ(GetModuleHandleW(Wide(TARVOLIN_LIBRARY_PATH).c_str()), nullptr);
     }
 
     IParser* NewParser() {
@@ -159,7 +163,7 @@ TEST_F(Server, ParseErrorsCarryTheRegisteredProgIdAsSource) {
     ITableIdentList* tables = nullptr;
     ASSERT_EQ(select->get_TableIdentList(&tables), S_OK);
     select->Release();
-    long count = 0;
+    LONG count = 0;
     EXPECT_EQ(tables->get_Count(&count), S_OK);
     EXPECT_EQ(count, 1);
     EXPECT_EQ(m_CanUnloadNow(), S_FALSE);

@@ -23,8 +23,13 @@ std::basic_string<OLECHAR> LibraryPath() {
 class Dispatch : public ObjectTest {
 protected:
     void SetUp() override {
+        // A registration made outside this program (by registering the component) is used
+        // as it is and left in place.
+        BSTR registeredPath = nullptr;
+        m_WasRegistered = SUCCEEDED(QueryPathOfRegTypeLib(LIBID_TARVOLINLib, 1, 0, 0, &registeredPath));
+        SysFreeString(registeredPath);
         ITypeLib* library = nullptr;
-        m_hrLoad = LoadTypeLib(LibraryPath().c_str(), &library);
+        m_hrLoad = m_WasRegistered ? E_FAIL : LoadTypeLib(LibraryPath().c_str(), &library);
         if (SUCCEEDED(m_hrLoad)) {
             std::basic_string<OLECHAR> path = LibraryPath();
             m_hrLoad = RegisterTypeLib(library, const_cast<LPOLESTR>(path.c_str()), nullptr);
@@ -40,6 +45,7 @@ protected:
         ObjectTest::TearDown();
     }
     HRESULT m_hrLoad = E_FAIL;
+    bool m_WasRegistered = false;
     // Natively the library registers, but there is no type information to serve IDispatch
     // with: LoadRegTypeLib says the registered library cannot be loaded.
     HRESULT m_hrDispatch = E_FAIL;
@@ -65,7 +71,7 @@ TEST_F(Dispatch, PropertiesByNameAsScriptClientsCallThem) {
     IDispatch* dispatch = column->Dispatch();
     HRESULT hr = S_OK;
     const DISPID id = IdOf(dispatch, OLESTR("ColumnName"), &hr);
-    ASSERT_EQ(m_hrLoad, S_OK);
+    ASSERT_TRUE(m_WasRegistered || m_hrLoad == S_OK) << std::hex << m_hrLoad;
     if (m_hrDispatch == TYPE_E_CANTLOADLIBRARY) {
         // No type information: the dispatch side reports it, the interface side works.
         EXPECT_EQ(hr, TYPE_E_CANTLOADLIBRARY);
