@@ -6,36 +6,16 @@
 
 #include "component/registrar.h"
 #include "component/satellite.h"
+#include "tests/component/registry_reader.h"
 
 namespace {
 
 const char* const kRoot = "TarvolinRegistrarTest";
 
-OleString Wide(const std::string& s) { return OleString(s.begin(), s.end()); }
-
-std::string Narrow(const OleString& s) { return std::string(s.begin(), s.end()); }
-
-bool KeyExists(const std::string& path) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
-    RegCloseKey(key);
-    return true;
-}
-
-// The string value, or "(missing)".
-std::string Value(const std::string& path, const char* name = nullptr) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return "(missing)";
-    OLECHAR buffer[512] = {};
-    DWORD size = sizeof buffer - sizeof(OLECHAR);
-    DWORD type = 0;
-    const OleString valueName = name ? Wide(name) : OleString();
-    LONG rc = RegQueryValueExW(key, name ? valueName.c_str() : nullptr, nullptr, &type,
-                               reinterpret_cast<BYTE*>(buffer), &size);
-    RegCloseKey(key);
-    if (rc != ERROR_SUCCESS || type != REG_SZ) return "(missing)";
-    return Narrow(OleString(buffer));
-}
+using registry_reader::KeyExists;
+using registry_reader::Narrow;
+using registry_reader::Value;
+using registry_reader::Wide;
 
 HRESULT RunScript(const std::string& script, RegistryMode mode, const std::vector<RegistryReplacement>& replacements = {}) {
     return RunRegistryScript(script.data(), script.size(), mode, replacements);
@@ -79,7 +59,7 @@ TEST_F(Registrar, RegisterWritesKeysValuesAndReplacements) {
     EXPECT_EQ(Value(root + "\\App.Thing.1\\CLSID"), "{00000000-1111-2222-3333-444444444444}");
     EXPECT_EQ(Value(cls), "Thing Class");
     EXPECT_TRUE(KeyExists(cls + "\\Programmable"));
-    EXPECT_EQ(Value(cls + "\\Programmable"), "(missing)"); // a key without values
+    EXPECT_EQ(Value(cls + "\\Programmable"), "(no value)"); // a key without values
     EXPECT_EQ(Value(cls + "\\InprocServer32"), "C:\\dir\\x.dll");
     EXPECT_EQ(Value(cls + "\\InprocServer32", "ThreadingModel"), "Apartment");
     EXPECT_EQ(Value(cls + "\\Quoted Name"), "it's 100% done");

@@ -5,41 +5,16 @@
 #include <string>
 
 #include "platform/platform.h"
+#include "tests/component/registry_reader.h"
 
 #include "tarvolin_h.h"
 
 namespace {
 
-using OleText = std::basic_string<OLECHAR>;
-
-OleText Wide(const std::string& s) { return OleText(s.begin(), s.end()); }
-std::string Narrow(const OleText& s) {
-    std::string out;
-    for (OLECHAR c : s) out += c < 0x80 ? static_cast<char>(c) : '?';
-    return out;
-}
+using namespace registry_reader;
 
 const std::string kClassKey = "CLSID\\{621D0E5D-88BE-4A68-9187-98FDFBE88824}";
 const std::string kTypeLibKey = "TypeLib\\{E528582E-8B1D-4948-9BA7-CB86CC797672}\\1.0";
-
-bool KeyExists(const std::string& path) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
-    RegCloseKey(key);
-    return true;
-}
-
-std::string Value(const std::string& path, const char* name = nullptr) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return "(no key)";
-    OLECHAR buffer[1024] = {};
-    DWORD size = sizeof buffer - sizeof(OLECHAR);
-    const OleText valueName = name ? Wide(name) : OleText();
-    LONG rc = RegQueryValueExW(key, name ? valueName.c_str() : nullptr, nullptr, nullptr,
-                               reinterpret_cast<BYTE*>(buffer), &size);
-    RegCloseKey(key);
-    return rc == ERROR_SUCCESS ? Narrow(buffer) : "(no value)";
-}
 
 using EntryPoint = HRESULT(STDAPICALLTYPE*)();
 using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, LPVOID*);
