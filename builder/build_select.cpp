@@ -9,14 +9,14 @@
 #include "objectmodel/text.h"
 
 long ReadLong(const CSQLNode* number) {
-    const std::string text = NodeText(number);
+    const std::string text(NodeText(number));
     long long value = std::strtoll(text.c_str(), nullptr, 10);
     if (value > INT32_MAX) value = INT32_MAX;
     if (value < INT32_MIN) value = INT32_MIN;
     return static_cast<long>(value);
 }
 
-double ReadDouble(const CSQLNode* number) { return std::atof(NodeText(number).c_str()); }
+double ReadDouble(const CSQLNode* number) { return std::atof(std::string(NodeText(number)).c_str()); }
 
 namespace {
 

@@ -118,8 +118,8 @@ void EmitOperator(const CSQLNode* node, cGenericStack* stack) {
 
 } // namespace
 
-std::string NodeText(const CSQLNode* node) {
-    return node && node->m_pToken ? node->m_pToken->Text() : std::string();
+std::string_view NodeText(const CSQLNode* node) {
+    return node && node->m_pToken ? node->m_pToken->Text() : std::string_view();
 }
 
 void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
@@ -162,11 +162,11 @@ void BuildStackList(const CSQLNode* first, cGenericStackList* list) {
 }
 
 bool FillColumnIdent(const CSQLNode* node, cColumnIdent* column) {
-    column->SetTableName(std::string());
+    column->SetTableName(std::string_view());
     if (!node) return false;
     switch (node->m_nKind) {
     case NODE_KIND_COLUMN:
-        column->SetColumnName(node->m_pRight && node->m_pRight->m_nKind == NODE_KIND_STAR ? std::string("*")
+        column->SetColumnName(node->m_pRight && node->m_pRight->m_nKind == NODE_KIND_STAR ? std::string_view("*")
                                                                                           : NodeText(node->m_pRight));
         if (node->m_pLeft) column->SetTableName(NodeText(node->m_pLeft));
         return true;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "objectmodel/collections.h"
 #include "objectmodel/items.h"
@@ -30,4 +31,4 @@ void BuildColumnIdentList(const CSQLNode* first, cColumnIdentList* list);
 void FillTableIdent(const CSQLNode* node, cTableIdent* table);
 
 // The text of a node's token, or an empty text.
-std::string NodeText(const CSQLNode* node);
+std::string_view NodeText(const CSQLNode* node);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "objectmodel/combase.h"
 #include "objectmodel/tarvolin_idl.h"
@@ -83,7 +84,7 @@ public:
     HRESULT STDMETHODCALLTYPE get_AsName(BSTR* name) override;
 
     // Builder side: the name of a select item written with a column alias.
-    void SetName(const std::string& name) { m_strName = name; }
+    void SetName(std::string_view name) { m_strName.assign(name.data(), name.size()); }
     const std::string& Name() const { return m_strName; }
 
 private:

@@ -127,8 +127,8 @@ std::string cTableIdent::Text() const {
 
 HRESULT cCaseState::get_CaseState(CASESTATE_TYPE* value) { return ReadEnum(m_nState, value); }
 
-void cCaseState::SetCaseStateText(const std::string& word) {
-    m_strWord = word;
+void cCaseState::SetCaseStateText(std::string_view word) {
+    m_strWord.assign(word.data(), word.size());
     for (char& c : m_strWord) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     for (size_t i = 0; i < std::size(kCaseStateWords); ++i) {
         if (m_strWord == kCaseStateWords[i]) {

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "objectmodel/collections.h"
 #include "objectmodel/combase.h"
@@ -96,8 +97,8 @@ class cColumnIdent
 public:
     HRESULT STDMETHODCALLTYPE get_TableName(BSTR* value) override { return NarrowToBSTR(m_strTable, value); }
     HRESULT STDMETHODCALLTYPE get_ColumnName(BSTR* value) override { return NarrowToBSTR(m_strColumn, value); }
-    void SetTableName(const std::string& name) { m_strTable = name; }
-    void SetColumnName(const std::string& name) { m_strColumn = name; }
+    void SetTableName(std::string_view name) { m_strTable.assign(name.data(), name.size()); }
+    void SetColumnName(std::string_view name) { m_strColumn.assign(name.data(), name.size()); }
     const std::string& TableName() const { return m_strTable; }
     const std::string& ColumnName() const { return m_strColumn; }
     std::string Text() const;
@@ -112,7 +113,7 @@ class cLiteralValue
 public:
     HRESULT STDMETHODCALLTYPE get_DataType(PARSER_DATATYPE* value) override;
     void SetDataType(LONG type) { m_nType = type; }
-    void SetValue(const std::string& value) { m_strValue = value; }
+    void SetValue(std::string_view value) { m_strValue.assign(value.data(), value.size()); }
     std::string Text() const { return m_strValue; }
 
 private:
@@ -148,8 +149,8 @@ public:
     HRESULT STDMETHODCALLTYPE get_Alias(BSTR* value) override { return NarrowToBSTR(m_strAlias, value); }
     HRESULT STDMETHODCALLTYPE get_JoinedTable(LONG* value) override;
     HRESULT STDMETHODCALLTYPE get_JoinExpressionStack(IGenericStack** value) override;
-    void SetName(const std::string& name) { m_strName = name; }
-    void SetAlias(const std::string& alias) { m_strAlias = alias; }
+    void SetName(std::string_view name) { m_strName.assign(name.data(), name.size()); }
+    void SetAlias(std::string_view alias) { m_strAlias.assign(alias.data(), alias.size()); }
     // Takes one reference of stack, releasing any stack held before.
     void SetJoinStack(cGenericStack* stack);
     std::string Text() const;
@@ -164,7 +165,7 @@ class cCaseState : public CExpressionItem<cCaseState, ICaseState, &IID_ICaseStat
 public:
     HRESULT STDMETHODCALLTYPE get_CaseState(CASESTATE_TYPE* value) override;
     // Stores the word lower-cased and sets the state when the word is one of the five.
-    void SetCaseStateText(const std::string& word);
+    void SetCaseStateText(std::string_view word);
     std::string Text() const { return m_strWord; }
 
 private:

@@ -85,7 +85,7 @@ public:
     HRESULT STDMETHODCALLTYPE get_ColName(BSTR* value) override { return NarrowToBSTR(m_strName, value); }
     HRESULT STDMETHODCALLTYPE get_DataType(PARSER_DATATYPE* value) override;
     void SetDataLength(LONG length) { m_nLength = length; }
-    void SetColName(const std::string& name) { m_strName = name; }
+    void SetColName(std::string_view name) { m_strName.assign(name.data(), name.size()); }
     void SetDataType(LONG type) { m_nType = type; }
 
 private:

@@ -1,7 +1,7 @@
 #include "objectmodel/text.h"
 
 
-HRESULT NarrowToBSTR(const std::string& text, BSTR* result) {
+HRESULT NarrowToBSTR(std::string_view text, BSTR* result) {
     if (!result) return E_POINTER;
     BSTR out = nullptr;
     if (text.empty()) {

@@ -190,7 +190,9 @@ void Driver::ReportSyntaxError(int state) {
 
     if (const CSQLToken* token = m_Tree.GetCurrentToken()) {
         LoadReportText(word, IDS_LAST_TOKEN);
-        report += word + ": '" + m_Scanner.YYText() + "'(L), '" + token->Text() + "'(P)\n";
+        report += word + ": '" + m_Scanner.YYText() + "'(L), '";
+        report += token->Text();
+        report += "'(P)\n";
     }
     if (m_pLastValue && *m_pLastValue->GetName()) {
         LoadReportText(word, IDS_LAST_NODE);

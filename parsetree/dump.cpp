@@ -10,7 +10,7 @@
 namespace {
 
 // Token texts may hold line feeds and other control bytes; show them escaped.
-std::string Escaped(const std::string& text) {
+std::string Escaped(std::string_view text) {
     std::string out;
     for (unsigned char c : text) {
         if (c == '\n') out += "\\n";

@@ -1,17 +1,10 @@
 #include "parsetree/parsetree.h"
 
-#include <atomic>
 #include <cstring>
 
 #include "parsetree/driver.h"
 #include "platform/platform.h"
 #include "scanner/scanner.h"
-
-namespace {
-
-void AdoptOnce(CObject& object) { object.m_nRefCount.fetch_add(1, std::memory_order_relaxed); }
-
-} // namespace
 
 CParseTree::CParseTree() { Reset(); }
 
@@ -35,49 +28,45 @@ void CParseTree::CreateToken(int32_t code, const char* text) {
     CreateToken(code, text, text ? std::strlen(text) : 0);
 }
 
-void CParseTree::CreateToken(int32_t code, const char* text, size_t length) {
-    // The slot is reserved first, so that a failed allocation leaves nothing unowned.
-    m_Tokens.Add(nullptr);
-    CSQLToken* token = new (m_Arena.Allocate(sizeof(CSQLToken))) CSQLToken(code, text ? text : "", length);
-    m_Tokens.SetAt(m_Tokens.GetSize() - 1, token);
-    m_pCurrentToken = token;
-    AdoptOnce(*token);
-}
-
-CSQLNode* CParseTree::CreateNode(int32_t kind, const char* name) {
-    m_Nodes.Add(nullptr);
-    CSQLNode* node = new (m_Arena.Allocate(sizeof(CSQLNode))) CSQLNode();
-    m_Nodes.SetAt(m_Nodes.GetSize() - 1, node);
-    node->m_strName = name ? name : "";
-    node->m_nKind = kind;
-    AdoptOnce(*node);
-    if (IsLeafKind(kind)) node->m_pToken = m_pCurrentToken;
-    return node;
-}
-
 void CParseTree::SetError(const std::string& text) {
     if (m_strError.empty()) m_strError = text;
 }
 
+// The scan buffer of a huge statement is given back once a statement of ordinary size
+// follows it.
+constexpr size_t kKeptInputCapacity = size_t(4) << 20;
+
+char* CParseTree::PrepareInput(size_t length) {
+    if (length > CSQLScanner::kMaxLength) throw std::bad_alloc();
+    if (length + 2 <= kKeptInputCapacity && m_Input.capacity() > kKeptInputCapacity) std::string().swap(m_Input);
+    m_Input.resize(length + 2);
+    m_Input[length] = '\0';
+    m_Input[length + 1] = '\0';
+    return &m_Input[0];
+}
+
 int32_t CParseTree::Parse(const OLECHAR* text) {
-    // Convert once, up to the first NUL, to the ANSI code page.
-    m_Narrow.clear();
-    if (text) {
-        size_t length = 0;
+    size_t length = 0;
+    if (text)
         while (text[length]) ++length;
-        if (length) {
-            m_Narrow.resize(length);
-            int n = WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<LPCWSTR>(text), static_cast<int>(length),
-                                        &m_Narrow[0], static_cast<int>(length), nullptr, nullptr);
-            if (n <= 0) throw std::bad_alloc();
-            m_Narrow.resize(static_cast<size_t>(n));
-        }
+    char* narrow = PrepareInput(length);
+    // Text in the ASCII range reads the same in every ANSI code page: those characters are
+    // narrowed directly, and only text with others goes through the code-page conversion.
+    unsigned wide = 0;
+    for (size_t i = 0; i < length; ++i) {
+        const unsigned c = static_cast<unsigned>(text[i]);
+        wide |= c;
+        narrow[i] = static_cast<char>(c);
     }
-    std::string narrow;
-    narrow.swap(m_Narrow);
-    int32_t result = ParseNarrow(narrow.data(), narrow.size());
-    narrow.swap(m_Narrow);
-    return result;
+    if (wide >= 0x80) {
+        int n = WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<LPCWSTR>(text), static_cast<int>(length), narrow,
+                                    static_cast<int>(length), nullptr, nullptr);
+        if (n <= 0) throw std::bad_alloc();
+        length = static_cast<size_t>(n);
+        narrow[length] = '\0';
+        narrow[length + 1] = '\0';
+    }
+    return ParseInput(length);
 }
 
 int32_t CParseTree::ParseNarrow(const char* text, size_t length) {
@@ -86,7 +75,14 @@ int32_t CParseTree::ParseNarrow(const char* text, size_t length) {
         const void* nul = std::memchr(text, '\0', length);
         if (nul) length = static_cast<size_t>(static_cast<const char*>(nul) - text);
     }
+    char* input = PrepareInput(length);
+    if (length) std::memcpy(input, text, length);
+    return ParseInput(length);
+}
+
+int32_t CParseTree::ParseInput(size_t length) {
     Reset();
-    CSQLScanner scanner(length ? text : "", length, this, m_pEcho);
-    return yyparse(this, &scanner);
+    if (!m_pScanner) m_pScanner.reset(new CSQLScanner(this));
+    m_pScanner->Start(&m_Input[0], length, m_pEcho);
+    return yyparse(this, m_pScanner.get());
 }

@@ -3,7 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
+#include <new>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,6 +17,8 @@
 #include "platform/olechar.h"
 
 // Results of CParseTree::Parse.
+class CSQLScanner;
+
 enum PARSE_RESULT : int32_t {
     PARSE_ACCEPTED = 0,
     PARSE_SYNTAX_ERROR = 1,
@@ -33,8 +38,28 @@ public:
     int32_t ParseNarrow(const char* text, size_t length);
 
     void CreateToken(int32_t code, const char* text);
-    void CreateToken(int32_t code, const char* text, size_t length);
-    CSQLNode* CreateNode(int32_t kind, const char* name);
+    // Records a token with a copy of text[0, length) as the current token.
+    void CreateToken(int32_t code, const char* text, size_t length) {
+        // The token and its text share one arena allocation; the text is NUL-terminated.
+        char* memory = static_cast<char*>(m_Arena.Allocate(sizeof(CSQLToken) + length + 1));
+        char* copy = memory + sizeof(CSQLToken);
+        if (length) std::memcpy(copy, text, length);
+        copy[length] = '\0';
+        CSQLToken* token = new (memory) CSQLToken(code, copy, length);
+        m_Tokens.Add(token);
+        m_pCurrentToken = token;
+        Adopt(*token);
+    }
+    // Creates a node whose name is the static text name; leaf kinds take the current token.
+    CSQLNode* CreateNode(int32_t kind, const char* name) {
+        CSQLNode* node = new (m_Arena.Allocate(sizeof(CSQLNode))) CSQLNode();
+        m_Nodes.Add(node);
+        node->m_strName = name ? name : "";
+        node->m_nKind = kind;
+        Adopt(*node);
+        if (IsLeafKind(kind)) node->m_pToken = m_pCurrentToken;
+        return node;
+    }
     CSQLToken* GetCurrentToken() const { return m_pCurrentToken; }
 
     void SetNamedNode(const char* key, CSQLNode* node) { m_NamedNodes.SetAt(key, node); }
@@ -73,8 +98,20 @@ private:
     CSQLNode* m_pRoot = nullptr;
     std::string m_strError;
 
+    // A tree adopts each token and node once, on the thread that parses: a plain
+    // increment of the count suffices.
+    static void Adopt(CObject& object) {
+        object.m_nRefCount.store(object.m_nRefCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
+    // Copies length bytes of statement text (no NUL among them) into the scan buffer.
+    char* PrepareInput(size_t length);
+    int32_t ParseInput(size_t length);
+
     CArena m_Arena;
-    std::string m_Narrow;
+    // The statement being parsed, with the two closing NULs the scanner needs; the
+    // scanner reads it in place.
+    std::string m_Input;
+    std::unique_ptr<CSQLScanner> m_pScanner; // made on the first parse, then restarted
     std::vector<int32_t> m_Trace;
     std::vector<int16_t> m_States;
     std::vector<CSQLNode*> m_Values;

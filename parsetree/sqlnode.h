@@ -6,7 +6,7 @@
 #include "parsetree/object.h"
 #include "parsetree/sqltoken.h"
 
-class CSQLNode : public CObject {
+class CSQLNode final : public CObject {
 public:
     CSQLNode() = default;
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <iosfwd>
+#include <string>
 
 #if !defined(yyFlexLexerOnce)
 #include <FlexLexer.h>
@@ -13,16 +14,28 @@ class CParseTree;
 
 class CSQLScanner : public yyFlexLexer {
 public:
-    // text must stay valid while the scanner runs; it ends at text + length (the caller
-    // has already cut it at its first NUL). Uncovered bytes are echoed to echo, or to
-    // standard output when echo is null.
+    // The longest text a scanner takes (flex counts its buffer in int).
+    static constexpr size_t kMaxLength = 0x7FFFFFF0;
+
+    // A scanner with no text yet: Start gives it one. A parse tree keeps one of these and
+    // restarts it for every statement, so flex's streams are set up once.
+    explicit CSQLScanner(CParseTree* tree);
+    // A scanner over a copy of text[0, length) (already cut at its first NUL). Uncovered
+    // bytes are echoed to echo, or to standard output when echo is null.
     CSQLScanner(const char* text, size_t length, CParseTree* tree, std::ostream* echo = nullptr);
+
+    // Starts over, in the initial start condition, on text[0, length), scanned in place:
+    // text[length] and text[length + 1] must be NUL, and the text must stay writable and
+    // unchanged while the scanner runs (flex marks the end of each token in the buffer).
+    // Throws std::bad_alloc when length exceeds kMaxLength or memory runs out.
+    void Start(char* text, size_t length, std::ostream* echo);
 
     int yylex() override;
 
 protected:
-    // Feeds the scanner from the in-memory text instead of an input stream.
-    int LexerInput(char* buffer, int maxSize) override;
+    // flex's fatal errors (only lack of memory can raise one here) become exceptions
+    // instead of ending the process.
+    void LexerError(const char* message) override;
 
 private:
     void Record(int code, const char* text, size_t length);
@@ -30,7 +43,6 @@ private:
     void RecordCaseStateAssigned();
     void CaseStateError();
 
-    const char* m_pCursor; // next unread byte
-    const char* m_pEnd;    // end of the text
     CParseTree* m_pTree;
+    std::string m_Copy; // the text of a scanner made over a copy
 };
