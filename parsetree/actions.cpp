@@ -5,6 +5,7 @@
 
 #include "parsetree/driver.h"
 #include "parsetree/parsetree.h"
+#include "scanner/symbols.h"
 
 namespace {
 
@@ -339,6 +340,26 @@ CSQLNode* Actions::Run(int rule) {
 }
 
 } // namespace
+
+// Per rule (by number): the position (from 1) of the right-hand value that the rule's
+// action hands up unchanged, 0 when it hands up null, and -1 when the action builds or
+// links something. These are the chain rules (Value: LiteralValue), the parenthesised
+// parts and the empty rules, about half of all reductions; the driver hands their values
+// up itself. The parser tests check every entry against RunAction.
+const int8_t kHandedUpValue[kRuleCount + 1] = {
+    -1, // there is no rule 0
+    -1, -1, -1, -1, -1, -1, -1, 1, 1, 0, 2, -1, -1, -1, -1, -1, -1, -1, -1, 0,
+    0, -1, 0, -1, -1, -1, -1, 0, -1, -1, 1, -1, 1, -1, -1, 2, 0, 1, -1, 1,
+    -1, 0, 2, 1, -1, -1, -1, -1, -1, 2, 1, -1, -1, 0, 0, 0, 1, -1, -1, -1,
+    2, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+    -1, -1, 1, -1, 1, -1, -1, 1, -1, -1, -1, 2, 0, 0, -1, -1, -1, -1, -1, -1,
+    0, -1, -1, 1, -1, 1, -1, 1, -1, -1, 1, -1, 1, -1, -1, -1, -1, -1, 2, 1,
+    1, 1, 1, 1, 1, 1, 1, 1, 1, -1, -1, -1, -1, -1, 2, 1, -1, 1, 1, -1,
+    -1, -1, -1, -1, 1, 1, -1, -1, 1, -1, -1, -1, -1, 1, -1, -1, -1, 0, 3, 1,
+    -1, 1, 1, 0, 2, 0, 3, 1, -1, -1, -1, -1, 1, 1, 1, 1, 1, -1, -1, -1,
+    -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1, 1,
+    1, 1, 1, 1, -1, -1, -1, -1, -1, -1,
+};
 
 CSQLNode* RunAction(int rule, CSQLNode* const* rhs, int length, CParseTree& tree) {
     return Actions(tree, rhs, length).Run(rule);

@@ -1,8 +1,10 @@
 // The two containers of the parse tree. Neither owns its elements.
 #pragma once
 
-#include <map>
+#include <algorithm>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "parsetree/object.h"
@@ -26,19 +28,35 @@ private:
 };
 
 // A map from narrow-string keys to pointers, in byte-wise key order; the first value
-// stored under a key stays.
+// stored under a key stays. A statement names a handful of nodes, so the entries are a
+// sorted vector, whose storage a tree reuses from statement to statement.
 template <class T> class CMapStringToObjectPtrTempl : public CObject {
 public:
-    void SetAt(const std::string& key, T value) { m_Map.emplace(key, value); }
-    T Lookup(const std::string& key) const {
-        auto it = m_Map.find(key);
-        return it == m_Map.end() ? nullptr : it->second;
+    using Entry = std::pair<std::string, T>;
+
+    void SetAt(std::string_view key, T value) {
+        auto it = LowerBound(key);
+        if (it != m_Entries.end() && it->first == key) return;
+        m_Entries.emplace(it, std::string(key), value);
     }
-    void RemoveAll() { m_Map.clear(); }
-    size_t GetCount() const { return m_Map.size(); }
-    const std::map<std::string, T>& Entries() const { return m_Map; }
+    T Lookup(std::string_view key) const {
+        auto it = LowerBound(key);
+        return it != m_Entries.end() && it->first == key ? it->second : nullptr;
+    }
+    void RemoveAll() { m_Entries.clear(); }
+    size_t GetCount() const { return m_Entries.size(); }
+    const std::vector<Entry>& Entries() const { return m_Entries; }
 
 private:
-    // std::string compares its bytes as unsigned char, and a shorter prefix first.
-    std::map<std::string, T> m_Map;
+    // std::string_view compares its bytes as unsigned char, and a shorter prefix first.
+    typename std::vector<Entry>::const_iterator LowerBound(std::string_view key) const {
+        return std::lower_bound(m_Entries.begin(), m_Entries.end(), key,
+                                [](const Entry& e, std::string_view k) { return std::string_view(e.first) < k; });
+    }
+    typename std::vector<Entry>::iterator LowerBound(std::string_view key) {
+        return std::lower_bound(m_Entries.begin(), m_Entries.end(), key,
+                                [](const Entry& e, std::string_view k) { return std::string_view(e.first) < k; });
+    }
+
+    std::vector<Entry> m_Entries;
 };

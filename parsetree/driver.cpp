@@ -37,99 +37,125 @@ public:
         : m_Tree(tree), m_Scanner(scanner), m_Tables(GetGrammarTables()), m_Trace(tree.Trace()),
           m_States(tree.StateStack()), m_Values(tree.ValueStack()) {}
 
-    int Run();
+    // The parse loop, once with the debug trace compiled in and once without it.
+    template <bool kDebug> int Run();
 
 private:
-    bool Push(int state, CSQLNode* value);
-    void Reduce(int ruleIndex);
+    void Grow();
     void ReportSyntaxError(int state);
-    void DebugStack(const char* title) const;
+    void DebugStack(const char* title, size_t depth) const;
 
     CParseTree& m_Tree;
     CSQLScanner& m_Scanner;
     const GrammarTables& m_Tables;
     std::vector<int32_t>& m_Trace;
 
+    // The state and value stacks: the vectors serve as storage of m_nCapacity entries,
+    // filled up to the depth the loop keeps.
     std::vector<int16_t>& m_States;
     std::vector<CSQLNode*>& m_Values;
-    int m_nCapacity = kInitialStackDepth;
-    int m_nState = 0;
+    size_t m_nCapacity = kInitialStackDepth;
     CSQLNode* m_pLastValue = nullptr;
 };
 
-// Pushes a state and its value. False when the stacks are full at the largest depth.
-bool Driver::Push(int state, CSQLNode* value) {
-    m_States.push_back(static_cast<int16_t>(state));
-    m_Values.push_back(value);
-    if (yydebug) std::fprintf(stderr, "Entering state %d\n", state);
-    if (static_cast<int>(m_States.size()) < m_nCapacity) return true;
-    if (m_nCapacity >= kMaxStackDepth) return false;
-    m_nCapacity = std::min(m_nCapacity * 2, kMaxStackDepth);
-    m_States.reserve(m_nCapacity);
-    m_Values.reserve(m_nCapacity);
-    if (yydebug) std::fprintf(stderr, "Stack size increased to %d\n", m_nCapacity);
-    return true;
-}
+// The recorded trace: appended to through a raw cursor, so the loop keeps it in registers;
+// the vector is cut to the recorded length when the parse ends.
+class TraceRecorder {
+public:
+    explicit TraceRecorder(std::vector<int32_t>& trace) : m_Trace(trace) {
+        if (m_Trace.size() < 256) m_Trace.resize(256);
+        m_pNext = m_Trace.data();
+        m_pEnd = m_pNext + m_Trace.size();
+    }
+    ~TraceRecorder() { Sync(); }
 
-void Driver::Reduce(int ruleIndex) {
-    const int rule = ruleIndex - 1;
-    const int length = m_Tables.r2[ruleIndex];
-    const size_t first = m_States.size() - length;
-
-    m_Trace.push_back(-rule);
-
-    if (yydebug) {
-        std::fprintf(stderr, "Reducing via rule %d (line %d), ", rule, m_Tables.rline[ruleIndex]);
-        for (size_t i = first; i < m_States.size(); ++i)
-            std::fprintf(stderr, "%s ", SymbolName(OurSymbol(m_Tables.stos[m_States[i]])));
-        std::fprintf(stderr, " -> %s\n", SymbolName(OurSymbol(m_Tables.r1[ruleIndex])));
+    // Cuts the vector to the entries recorded so far; recording may go on.
+    void Sync() {
+        m_Trace.resize(static_cast<size_t>(m_pNext - m_Trace.data()));
+        m_pEnd = m_Trace.data() + m_Trace.size();
     }
 
-    CSQLNode* value = RunAction(rule, m_Values.data() + first, length, m_Tree);
+    void Add(int32_t entry) {
+        if (m_pNext == m_pEnd) Grow();
+        *m_pNext++ = entry;
+    }
 
-    m_States.resize(first);
-    m_Values.resize(first);
-    m_pLastValue = value;
+private:
+    void Grow() {
+        const size_t used = static_cast<size_t>(m_pNext - m_Trace.data());
+        m_Trace.resize(used * 2);
+        m_pNext = m_Trace.data() + used;
+        m_pEnd = m_Trace.data() + m_Trace.size();
+    }
 
-    const int lhs = m_Tables.r1[ruleIndex] - m_Tables.ntokens;
-    const int top = m_States.back();
-    const int index = m_Tables.pgoto[lhs] + top;
-    if (index >= 0 && index <= m_Tables.last && m_Tables.check[index] == top)
-        m_nState = m_Tables.table[index];
-    else
-        m_nState = m_Tables.defgoto[lhs];
-    if (yydebug) DebugStack("state stack now");
+    std::vector<int32_t>& m_Trace;
+    int32_t* m_pNext;
+    int32_t* m_pEnd;
+};
+
+void Driver::Grow() {
+    m_nCapacity = std::min(m_nCapacity * 2, static_cast<size_t>(kMaxStackDepth));
+    m_States.resize(m_nCapacity);
+    m_Values.resize(m_nCapacity);
 }
 
-int Driver::Run() {
-    m_Trace.clear();
-    m_States.clear();
-    m_Values.clear();
-    m_States.reserve(m_nCapacity);
-    m_Values.reserve(m_nCapacity);
-    if (yydebug) std::fprintf(stderr, "Starting parse\n");
+template <bool kDebug> int Driver::Run() {
+    const GrammarTables& t = m_Tables;
+    const int16_t* const pact = t.pact;
+    const int16_t* const defact = t.defact;
+    const int16_t* const pgoto = t.pgoto;
+    const int16_t* const defgoto = t.defgoto;
+    const int16_t* const table = t.table;
+    const int16_t* const check = t.check;
+    const int16_t* const r1 = t.r1;
+    const int16_t* const r2 = t.r2;
+    const int pactNinf = t.pactNinf;
+    const int tableNinf = t.tableNinf;
+    const int last = t.last;
+    const int ntokens = t.ntokens;
+    const int finalState = t.finalState;
+
+    if (m_States.size() < m_nCapacity) m_States.resize(m_nCapacity);
+    if (m_Values.size() < m_nCapacity) m_Values.resize(m_nCapacity);
+    m_nCapacity = m_States.size() < m_Values.size() ? m_States.size() : m_Values.size();
+    int16_t* states = m_States.data();
+    CSQLNode** values = m_Values.data();
+    size_t depth = 0;
+    TraceRecorder trace(m_Trace);
+    if (kDebug) std::fprintf(stderr, "Starting parse\n");
 
     int lookahead = kNoLookahead;
     int symbol = 0;
+    int state = 0;
     CSQLNode* pending = nullptr; // value pushed with the next state
     for (;;) {
-        if (!Push(m_nState, pending)) {
-            if (!m_Tree.HasError()) m_Tree.SetError("parser stack overflow");
-            return PARSE_STACK_EXHAUSTED;
+        // Push the state and its value; the stacks hold at most kMaxStackDepth - 1.
+        states[depth] = static_cast<int16_t>(state);
+        values[depth] = pending;
+        ++depth;
+        if (kDebug) std::fprintf(stderr, "Entering state %d\n", state);
+        if (depth >= m_nCapacity) {
+            if (m_nCapacity >= static_cast<size_t>(kMaxStackDepth)) {
+                if (!m_Tree.HasError()) m_Tree.SetError("parser stack overflow");
+                return PARSE_STACK_EXHAUSTED;
+            }
+            Grow();
+            states = m_States.data();
+            values = m_Values.data();
+            if (kDebug) std::fprintf(stderr, "Stack size increased to %d\n", static_cast<int>(m_nCapacity));
         }
-        pending = nullptr;
 
         int ruleIndex;
-        const int base = m_Tables.pact[m_nState];
-        if (base == m_Tables.pactNinf) {
-            ruleIndex = m_Tables.defact[m_nState];
+        const int base = pact[state];
+        if (base == pactNinf) {
+            ruleIndex = defact[state];
         } else {
             if (lookahead == kNoLookahead) {
-                if (yydebug) std::fprintf(stderr, "Reading a token: ");
-                int code = m_Scanner.yylex();
+                if (kDebug) std::fprintf(stderr, "Reading a token: ");
+                const int code = m_Scanner.yylex();
                 lookahead = code <= 0 ? kEndOfInput : code;
                 symbol = SymbolOfTokenCode(lookahead);
-                if (yydebug) {
+                if (kDebug) {
                     if (lookahead == kEndOfInput)
                         std::fprintf(stderr, "Now at end of input.\n");
                     else
@@ -137,29 +163,53 @@ int Driver::Run() {
                 }
             }
             const int index = base + symbol;
-            if (symbol >= m_Tables.ntokens || index < 0 || index > m_Tables.last ||
-                m_Tables.check[index] != symbol) {
-                ruleIndex = m_Tables.defact[m_nState];
+            if (symbol >= ntokens || index < 0 || index > last || check[index] != symbol) {
+                ruleIndex = defact[state];
             } else {
-                const int action = m_Tables.table[index];
-                if (action == m_Tables.finalState) return PARSE_ACCEPTED;
+                const int action = table[index];
+                if (action == finalState) return PARSE_ACCEPTED;
                 if (action > 0) {
-                    if (yydebug) std::fprintf(stderr, "Shifting token %d (%s), ", lookahead, SymbolName(symbol));
-                    m_Trace.push_back(symbol);
+                    if (kDebug) std::fprintf(stderr, "Shifting token %d (%s), ", lookahead, SymbolName(symbol));
+                    trace.Add(symbol);
                     if (lookahead != kEndOfInput) lookahead = kNoLookahead;
-                    m_nState = action;
+                    state = action;
+                    pending = nullptr;
                     continue;
                 }
-                ruleIndex = action == m_Tables.tableNinf ? 0 : -action;
+                ruleIndex = action == tableNinf ? 0 : -action;
             }
         }
         if (ruleIndex == 0) {
-            ReportSyntaxError(m_nState);
-            if (yydebug) DebugStack("Error: state stack now");
+            trace.Sync(); // the report reads the trace
+            ReportSyntaxError(state);
+            if (kDebug) DebugStack("Error: state stack now", depth);
             return PARSE_SYNTAX_ERROR;
         }
-        Reduce(ruleIndex);
-        pending = m_pLastValue;
+
+        // Reduce: run the rule's action over the values of its right-hand side, pop them
+        // and go to the state for the left-hand symbol.
+        const int rule = ruleIndex - 1;
+        const int length = r2[ruleIndex];
+        const size_t first = depth - static_cast<size_t>(length);
+        trace.Add(-rule);
+        if (kDebug) {
+            std::fprintf(stderr, "Reducing via rule %d (line %d), ", rule, t.rline[ruleIndex]);
+            for (size_t i = first; i < depth; ++i)
+                std::fprintf(stderr, "%s ", SymbolName(OurSymbol(t.stos[states[i]])));
+            std::fprintf(stderr, " -> %s\n", SymbolName(OurSymbol(r1[ruleIndex])));
+        }
+        const int handedUp = kHandedUpValue[rule];
+        CSQLNode* value = handedUp < 0 ? RunAction(rule, values + first, length, m_Tree)
+                          : handedUp ? values[first + static_cast<size_t>(handedUp) - 1]
+                                     : nullptr;
+        depth = first;
+        m_pLastValue = value;
+        pending = value;
+        const int lhs = r1[ruleIndex] - ntokens;
+        const int top = states[depth - 1];
+        const int index = pgoto[lhs] + top;
+        state = index >= 0 && index <= last && check[index] == top ? table[index] : defgoto[lhs];
+        if (kDebug) DebugStack("state stack now", depth);
     }
 }
 
@@ -206,9 +256,9 @@ void Driver::ReportSyntaxError(int state) {
     m_Tree.SetError(report);
 }
 
-void Driver::DebugStack(const char* title) const {
+void Driver::DebugStack(const char* title, size_t depth) const {
     std::fprintf(stderr, "%s", title);
-    for (int16_t s : m_States) std::fprintf(stderr, " %d", s);
+    for (size_t i = 0; i < depth; ++i) std::fprintf(stderr, " %d", m_States[i]);
     std::fprintf(stderr, "\n");
 }
 
@@ -248,5 +298,5 @@ std::string FormatTrace(const std::vector<int32_t>& trace) {
 
 int yyparse(CParseTree* tree, CSQLScanner* scanner) {
     Driver driver(*tree, *scanner);
-    return driver.Run();
+    return yydebug ? driver.Run<true>() : driver.Run<false>();
 }

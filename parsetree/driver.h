@@ -1,6 +1,7 @@
 // The table-driven LALR(1) parser driver.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,10 @@ constexpr int kMaxStackDepth = 10000;
 // Runs the tree-building action of rule (1 to 210) over the values of its right-hand
 // symbols; returns the rule's value. Defined in actions.cpp.
 CSQLNode* RunAction(int rule, CSQLNode* const* rhs, int length, CParseTree& tree);
+
+// Per rule: which right-hand value the rule hands up without an action of its own (from
+// 1; 0 for null), or -1 when RunAction must run. Defined in actions.cpp.
+extern const int8_t kHandedUpValue[];
 
 // Turns a recorded trace into the text of the report's trace section.
 std::string FormatTrace(const std::vector<int32_t>& trace);

@@ -12,7 +12,7 @@
 
 class CParseTree;
 
-class CSQLScanner : public yyFlexLexer {
+class CSQLScanner final : public yyFlexLexer {
 public:
     // The longest text a scanner takes (flex counts its buffer in int).
     static constexpr size_t kMaxLength = 0x7FFFFFF0;

@@ -31,11 +31,3 @@ const char* const kSymbolNames[kSymbolCount] = {
     "TimeStampLiteral", "DateLiteral", "TimeLiteral",
     // the name of every code above the last token
     ""};
-
-int SymbolOfTokenCode(int code) {
-    if (code <= 0) return 0;
-    if (code == 256) return 1;
-    if (code >= 258 && code <= kLastTokenCode) return code - 255;
-    if (code > kLastTokenCode) return kSymbolCount - 1;
-    return 2;
-}

@@ -11,4 +11,10 @@ constexpr int kRuleCount = 210;
 extern const char* const kSymbolNames[kSymbolCount];
 
 // External token code (as yylex returns it) to symbol number.
-int SymbolOfTokenCode(int code);
+inline int SymbolOfTokenCode(int code) {
+    if (code >= 258 && code <= kLastTokenCode) return code - 255;
+    if (code <= 0) return 0;
+    if (code == 256) return 1;
+    if (code > kLastTokenCode) return kSymbolCount - 1;
+    return 2;
+}

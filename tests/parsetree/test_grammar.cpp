@@ -6,6 +6,7 @@
 #include <string>
 
 #include "helpers.h"
+#include "parsetree/driver.h"
 #include "scanner/grammar_tables.h"
 #include "scanner/symbols.h"
 
@@ -26,6 +27,34 @@ TEST(Grammar, SymbolNumbersMatchTheGeneratedTables) {
     // Rule 1 is Command -> SQL_Statement: bison keeps it at index 2 with Command's number.
     EXPECT_EQ(g.r1[2], kFirstNonterminal + 1);
     EXPECT_EQ(g.r2[13], 11); // rule 12, the full SELECT
+}
+
+// The driver skips the action of a rule that only hands up a right-hand value. For every
+// rule, run its action over distinct operand nodes: a rule listed as handing up value k
+// must return operand k (null for 0) and change nothing else; a rule listed as needing its
+// action must not be one of those.
+TEST(Grammar, RulesThatHandUpAValueMatchTheirActions) {
+    const GrammarTables& g = GetGrammarTables();
+    CParseTree scratch;
+    for (int rule = 1; rule <= kRuleCount; ++rule) {
+        const int length = g.r2[rule + 1];
+        CSQLNode operands[12];
+        CSQLNode* rhs[12];
+        for (int i = 0; i < 12; ++i) rhs[i] = &operands[i];
+        scratch.Reset();
+        CSQLNode* value = RunAction(rule, rhs, length, scratch);
+        bool unchanged = scratch.Nodes().GetSize() == 0 && scratch.Tokens().GetSize() == 0 && !scratch.GetRoot() &&
+                         scratch.NamedNodes().GetCount() == 0;
+        for (const CSQLNode& n : operands)
+            unchanged = unchanged && !n.m_pLeft && !n.m_pRight && !n.m_pNext && !n.m_pAttach && !n.m_pToken;
+        int handedUp = -1;
+        if (unchanged) {
+            if (!value) handedUp = 0;
+            for (int k = 1; k <= length; ++k)
+                if (value == rhs[k - 1]) handedUp = k;
+        }
+        EXPECT_EQ(kHandedUpValue[rule], handedUp) << "rule " << rule;
+    }
 }
 
 TEST(Grammar, TokenCodesTranslateToSymbols) {
