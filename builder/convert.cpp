@@ -6,6 +6,32 @@
 
 namespace {
 
+// A LIFO stack of plain values whose first N elements live inside it; only deeper stacks
+// allocate.
+template <class T, size_t N> class CInlineStack {
+public:
+    bool Empty() const { return m_nSize == 0; }
+    void Push(const T& value) {
+        if (m_nSize < N)
+            m_Inline[m_nSize] = value;
+        else
+            m_Spill.push_back(value);
+        ++m_nSize;
+    }
+    T Pop() {
+        --m_nSize;
+        if (m_nSize < N) return m_Inline[m_nSize];
+        const T value = m_Spill.back();
+        m_Spill.pop_back();
+        return value;
+    }
+
+private:
+    T m_Inline[N];
+    std::vector<T> m_Spill;
+    size_t m_nSize = 0;
+};
+
 // Appends a new item of class T whose stored kind is set by setup.
 template <class T, class Setup> void Emit(cGenericStack* stack, Setup setup) {
     CRef<T> item = New<T>();
@@ -124,23 +150,23 @@ std::string_view NodeText(const CSQLNode* node) {
 
 void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
     // An explicit stack of (node, children done) frames: left subtree, right subtree, node.
+    // Most expressions are shallow: their frames stay in the stack object itself.
     struct Frame {
         const CSQLNode* node;
         bool childrenDone;
     };
-    std::vector<Frame> frames;
-    if (root) frames.push_back({root, false});
-    while (!frames.empty()) {
-        Frame f = frames.back();
-        frames.pop_back();
+    CInlineStack<Frame, 64> frames;
+    if (root) frames.Push({root, false});
+    while (!frames.Empty()) {
+        const Frame f = frames.Pop();
         if (f.childrenDone) {
             EmitOperator(f.node, stack);
             continue;
         }
         if (EmitOperand(f.node, stack) || !IsOperator(f.node->m_nKind)) continue;
-        frames.push_back({f.node, true});
-        if (f.node->m_pRight) frames.push_back({f.node->m_pRight, false});
-        if (f.node->m_pLeft) frames.push_back({f.node->m_pLeft, false});
+        frames.Push({f.node, true});
+        if (f.node->m_pRight) frames.Push({f.node->m_pRight, false});
+        if (f.node->m_pLeft) frames.Push({f.node->m_pLeft, false});
     }
 }
 

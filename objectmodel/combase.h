@@ -14,6 +14,7 @@
 #include <new>
 
 #include "objectmodel/module.h"
+#include "objectmodel/objectpool.h"
 #include "platform/platform.h"
 
 // The type information of one interface of our type library, loaded from the registered
@@ -61,6 +62,19 @@ public:
     // Set when the object is the inner part of an aggregate: its IUnknown then belongs to
     // the outer object.
     IUnknown* m_pOuterUnknown = nullptr;
+
+    // Objects live in the calling thread's object pool. Allocation can fail (null, or
+    // std::bad_alloc for the throwing form) like any heap allocation.
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return ObjectPool::Allocate(size); }
+    static void* operator new(std::size_t size) {
+        if (void* p = ObjectPool::Allocate(size)) return p;
+        throw std::bad_alloc();
+    }
+    // The size is the most derived class's, passed by the virtual destructors.
+    static void operator delete(void* p, std::size_t size) noexcept { ObjectPool::Free(p, size); }
+    // Reached only when the constructor of an object made by CreateInstance throws; that
+    // object is a Derived.
+    static void operator delete(void* p, const std::nothrow_t&) noexcept { ObjectPool::Free(p, sizeof(Derived)); }
 
 protected:
     CComObjectBase() { CModule::ObjectCreated(); }

@@ -1,16 +1,37 @@
 #include "objectmodel/variantvector.h"
 
-#include <new>
+#include <cstring>
+
+#include "objectmodel/objectpool.h"
+
+CVariantVector::~CVariantVector() {
+    Clear();
+    ObjectPool::Free(m_pItems, m_nCapacity * sizeof(VARIANT));
+}
+
+// Doubles the storage (the first one holds several elements at once), moving the live
+// elements to its start: VARIANTs are plain data and move bytewise.
+bool CVariantVector::Grow() {
+    const size_t live = Size();
+    const size_t capacity = m_nCapacity ? m_nCapacity * 2 : kFirstCapacity;
+    if (capacity > static_cast<size_t>(-1) / sizeof(VARIANT)) return false;
+    auto* items = static_cast<VARIANT*>(ObjectPool::Allocate(capacity * sizeof(VARIANT)));
+    if (!items) return false;
+    if (live) std::memcpy(static_cast<void*>(items), m_pItems + m_nHead, live * sizeof(VARIANT));
+    ObjectPool::Free(m_pItems, m_nCapacity * sizeof(VARIANT));
+    m_pItems = items;
+    m_nCapacity = capacity;
+    m_nHead = 0;
+    m_nEnd = live;
+    return true;
+}
 
 HRESULT CVariantVector::AppendOwned(VARIANT& value) {
-    try {
-        // Most stacks hold a handful of items: start with room for several at once.
-        if (m_Items.capacity() == 0) m_Items.reserve(8);
-        m_Items.push_back(value);
-    } catch (const std::bad_alloc&) {
+    if (m_nEnd == m_nCapacity && !Grow()) {
         VariantClear(&value);
         return E_OUTOFMEMORY;
     }
+    m_pItems[m_nEnd++] = value;
     VariantInit(&value);
     return S_OK;
 }
@@ -34,20 +55,19 @@ HRESULT CVariantVector::AppendDispatch(IDispatch* object) {
 
 void CVariantVector::RemoveFront() {
     if (Empty()) return;
-    VariantClear(&m_Items[m_nHead]);
+    VariantClear(&m_pItems[m_nHead]);
     ++m_nHead;
     // Compact once the dead prefix is half the store: amortised O(1) per removal.
-    if (m_nHead == m_Items.size()) {
-        m_Items.clear();
-        m_nHead = 0;
-    } else if (m_nHead >= 64 && m_nHead * 2 >= m_Items.size()) {
-        m_Items.erase(m_Items.begin(), m_Items.begin() + static_cast<std::ptrdiff_t>(m_nHead));
+    if (m_nHead == m_nEnd) {
+        m_nHead = m_nEnd = 0;
+    } else if (m_nHead >= 64 && m_nHead * 2 >= m_nEnd) {
+        std::memmove(static_cast<void*>(m_pItems), m_pItems + m_nHead, Size() * sizeof(VARIANT));
+        m_nEnd -= m_nHead;
         m_nHead = 0;
     }
 }
 
 void CVariantVector::Clear() {
-    for (size_t i = m_nHead; i < m_Items.size(); ++i) VariantClear(&m_Items[i]);
-    m_Items.clear();
-    m_nHead = 0;
+    for (size_t i = m_nHead; i < m_nEnd; ++i) VariantClear(&m_pItems[i]);
+    m_nHead = m_nEnd = 0;
 }

@@ -1,8 +1,10 @@
 // The element store of every collection: owned VARIANTs, first appended first. Removing
 // the first element advances a head index, so popping a whole stack costs O(n), not O(n^2).
+// The storage comes from the object pool: most stacks hold a handful of items, and their
+// storage is recycled with the objects.
 #pragma once
 
-#include <vector>
+#include <cstddef>
 
 #include "platform/platform.h"
 
@@ -11,11 +13,11 @@ public:
     CVariantVector() = default;
     CVariantVector(const CVariantVector&) = delete;
     CVariantVector& operator=(const CVariantVector&) = delete;
-    ~CVariantVector() { Clear(); }
+    ~CVariantVector();
 
-    size_t Size() const { return m_Items.size() - m_nHead; }
-    bool Empty() const { return Size() == 0; }
-    const VARIANT& At(size_t i) const { return m_Items[m_nHead + i]; }
+    size_t Size() const { return m_nEnd - m_nHead; }
+    bool Empty() const { return m_nEnd == m_nHead; }
+    const VARIANT& At(size_t i) const { return m_pItems[m_nHead + i]; }
 
     // Appends a copy (VariantCopy semantics); on failure the store is unchanged.
     HRESULT AppendCopy(const VARIANT& value);
@@ -25,9 +27,18 @@ public:
     HRESULT AppendOwned(VARIANT& value);
     // Clears and removes the first element.
     void RemoveFront();
+    // Clears every element; the storage stays for reuse.
     void Clear();
 
+    // Elements the store can hold without allocating.
+    size_t Capacity() const { return m_nCapacity; }
+
 private:
-    std::vector<VARIANT> m_Items;
-    size_t m_nHead = 0;
+    static constexpr size_t kFirstCapacity = 8;
+    bool Grow();
+
+    VARIANT* m_pItems = nullptr;
+    size_t m_nCapacity = 0;
+    size_t m_nHead = 0; // first live element
+    size_t m_nEnd = 0;  // one past the last
 };

@@ -2,6 +2,7 @@
 // parser empty and leaks nothing. Every allocation through operator new is failed in turn,
 // from the first one on, until the statement parses.
 #include "describe.h"
+#include "objectmodel/objectpool.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -68,6 +69,9 @@ TEST_F(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
         std::basic_string<OLECHAR> wide(sql, sql + std::strlen(sql));
         BSTR text = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
         for (long n = 0; !succeeded && n < 100000; ++n) {
+            // Blocks kept by the object pool would serve objects without reaching operator
+            // new: give them back, so that every allocation of the attempt can fail.
+            ObjectPool::ReleaseThreadBlocks();
             cParser* parser = nullptr;
             ASSERT_EQ(cParser::CreateInstance(&parser), S_OK);
             parser->AddRef();
