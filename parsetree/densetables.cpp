@@ -56,11 +56,19 @@ struct OwnedDenseTables {
         std::map<std::vector<int32_t>, uint16_t> stored;
         d.chains.push_back(0);
         d.gotos.resize(static_cast<size_t>(t.nnts) * static_cast<size_t>(t.nstates));
+        std::vector<bool> hasEmptyRule(static_cast<size_t>(t.nnts));
+        for (int ruleIndex = 2; ruleIndex <= t.nrules; ++ruleIndex)
+            if (t.r2[ruleIndex] == 0) hasEmptyRule[static_cast<size_t>(t.r1[ruleIndex] - t.ntokens)] = true;
         std::vector<int32_t> chain;
         for (int nonterminal = 0; nonterminal < t.nnts; ++nonterminal) {
             for (int below = 0; below < t.nstates; ++below) {
                 chain.clear();
                 int state = CompressedGoto(t, nonterminal, below);
+                if (hasEmptyRule[static_cast<size_t>(nonterminal)]) {
+                    d.gotos[static_cast<size_t>(nonterminal * t.nstates + below)] =
+                        DenseTables::Goto{static_cast<int16_t>(state), 0};
+                    continue;
+                }
                 // A chain cannot be longer than the number of nonterminals without a cycle
                 // of unit rules, which bison would have reported as a conflict.
                 for (int ruleIndex; (ruleIndex = ChainedRule(t, state)) != 0 && chain.size() < size_t(t.nnts);) {

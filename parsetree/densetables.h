@@ -27,7 +27,9 @@ struct DenseTables {
     // symbol that hands its value up unchanged, that reduction pops back to the same state
     // below and goes on from there. state is where the chain ends; chain indexes the
     // trace entries of the chained reductions in chains (-rule each, ended by 0; index 0
-    // is the empty chain).
+    // is the empty chain). Nonterminals with an empty rule get no chains: the state a
+    // reduction of no symbols goes to is pushed one deeper than any state before it, and
+    // the driver must meet the stack limit there before recording the chain.
     struct Goto {
         int16_t state;
         uint16_t chain;

@@ -297,17 +297,13 @@ int Driver::RunDense() {
         m_pLastValue = value;
         pending = value;
         const int top = states[depth - 1];
+        // A chain follows only a reduction of at least one symbol (see DenseTables), so
+        // each of its states would have been pushed no deeper than the state just popped:
+        // none of those pushes could have met the stack limit.
         const DenseTables::Goto go = gotos[info.gotoRow + top];
-        if (go.chain == 0) {
-            state = go.state;
-        } else if (first + 1 < m_nCapacity) {
-            // Each state of the chain would be pushed at depth first + 1 and popped again
-            // without reading a token, so no push of the chain can meet the stack limit.
-            state = go.state;
+        state = go.state;
+        if (go.chain)
             for (const int32_t* entry = chains + go.chain; *entry; ++entry) trace.Add(*entry);
-        } else {
-            state = CompressedGoto(m_Tables, info.gotoRow / d.states, top);
-        }
     }
 }
 
