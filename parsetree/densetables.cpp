@@ -53,8 +53,8 @@ struct OwnedDenseTables {
         }
 
         // Each chain is stored once however many gotos end in it.
-        std::map<std::vector<int32_t>, uint16_t> stored;
-        d.chains.push_back(0);
+        std::map<std::vector<int32_t>, int> stored;
+        d.chains.push_back(0); // offset 0 stays unused: -0 is a state
         d.gotos.resize(static_cast<size_t>(t.nnts) * static_cast<size_t>(t.nstates));
         std::vector<bool> hasEmptyRule(static_cast<size_t>(t.nnts));
         for (int ruleIndex = 2; ruleIndex <= t.nrules; ++ruleIndex)
@@ -62,33 +62,28 @@ struct OwnedDenseTables {
         std::vector<int32_t> chain;
         for (int nonterminal = 0; nonterminal < t.nnts; ++nonterminal) {
             for (int below = 0; below < t.nstates; ++below) {
-                chain.clear();
-                int state = CompressedGoto(t, nonterminal, below);
-                if (hasEmptyRule[static_cast<size_t>(nonterminal)]) {
-                    d.gotos[static_cast<size_t>(nonterminal * t.nstates + below)] =
-                        DenseTables::Goto{static_cast<int16_t>(state), 0};
-                    continue;
-                }
-                // A chain cannot be longer than the number of nonterminals without a cycle
-                // of unit rules, which bison would have reported as a conflict.
-                for (int ruleIndex; (ruleIndex = ChainedRule(t, state)) != 0 && chain.size() < size_t(t.nnts);) {
+                int16_t& entry = d.gotos[static_cast<size_t>(nonterminal * t.nstates + below)];
+                const int target = CompressedGoto(t, nonterminal, below);
+                entry = static_cast<int16_t>(target);
+                if (hasEmptyRule[static_cast<size_t>(nonterminal)]) continue;
+                // The chain's end state first, then its trace entries. A chain cannot be
+                // longer than the number of nonterminals without a cycle of unit rules,
+                // which bison would have reported as a conflict.
+                chain.assign(1, target);
+                for (int ruleIndex; (ruleIndex = ChainedRule(t, chain[0])) != 0 && chain.size() <= size_t(t.nnts);) {
                     chain.push_back(-(ruleIndex - 1));
-                    state = CompressedGoto(t, t.r1[ruleIndex] - t.ntokens, below);
+                    chain[0] = CompressedGoto(t, t.r1[ruleIndex] - t.ntokens, below);
                 }
-                uint16_t offset = 0;
-                if (!chain.empty()) {
-                    auto found = stored.find(chain);
-                    if (found == stored.end()) {
-                        offset = static_cast<uint16_t>(d.chains.size());
-                        d.chains.insert(d.chains.end(), chain.begin(), chain.end());
-                        d.chains.push_back(0);
-                        stored.emplace(chain, offset);
-                    } else {
-                        offset = found->second;
-                    }
+                if (chain.size() == 1) continue;
+                auto found = stored.find(chain);
+                if (found == stored.end()) {
+                    // An offset beyond the entry's range leaves the goto unchained.
+                    if (d.chains.size() > static_cast<size_t>(INT16_MAX)) continue;
+                    found = stored.emplace(chain, static_cast<int>(d.chains.size())).first;
+                    d.chains.insert(d.chains.end(), chain.begin(), chain.end());
+                    d.chains.push_back(0);
                 }
-                d.gotos[static_cast<size_t>(nonterminal * t.nstates + below)] =
-                    DenseTables::Goto{static_cast<int16_t>(state), offset};
+                entry = static_cast<int16_t>(-found->second);
             }
         }
 

@@ -25,17 +25,15 @@ struct DenseTables {
     // Where a reduction to a nonterminal leads, with the chain of reductions that follows
     // it without a lookahead: while the state reached only reduces by a rule of one
     // symbol that hands its value up unchanged, that reduction pops back to the same state
-    // below and goes on from there. state is where the chain ends; chain indexes the
-    // trace entries of the chained reductions in chains (-rule each, ended by 0; index 0
-    // is the empty chain). Nonterminals with an empty rule get no chains: the state a
-    // reduction of no symbols goes to is pushed one deeper than any state before it, and
-    // the driver must meet the stack limit there before recording the chain.
-    struct Goto {
-        int16_t state;
-        uint16_t chain;
-    };
-    // gotos[nonterminal * states + state below], nonterminal counted from bison's first.
-    std::vector<Goto> gotos;
+    // below and goes on from there. Nonterminals with an empty rule get no chains: the
+    // state a reduction of no symbols goes to is pushed one deeper than any state before
+    // it, and the driver must meet the stack limit there before recording the chain.
+    //
+    // gotos[nonterminal * states + state below], nonterminal counted from bison's first:
+    // >= 0 the state reached without a chain; < 0 -offset into chains, where
+    // chains[offset] is the state the chain ends in, followed by the trace entries of the
+    // chained reductions (-rule each) and a 0.
+    std::vector<int16_t> gotos;
     std::vector<int32_t> chains;
     int states = 0;
 

@@ -223,7 +223,7 @@ int Driver::RunDense() {
     const DenseTables& d = GetDenseTables();
     const int16_t* const actions = d.action.data();
     const int16_t* const defaultOnly = d.defaultOnly.data();
-    const DenseTables::Goto* const gotos = d.gotos.data();
+    const int16_t* const gotos = d.gotos.data();
     const int32_t* const chains = d.chains.data();
     const DenseTables::Rule* const rules = d.rules.data();
     const int columns = d.columns;
@@ -300,10 +300,12 @@ int Driver::RunDense() {
         // A chain follows only a reduction of at least one symbol (see DenseTables), so
         // each of its states would have been pushed no deeper than the state just popped:
         // none of those pushes could have met the stack limit.
-        const DenseTables::Goto go = gotos[info.gotoRow + top];
-        state = go.state;
-        if (go.chain)
-            for (const int32_t* entry = chains + go.chain; *entry; ++entry) trace.Add(*entry);
+        state = gotos[info.gotoRow + top];
+        if (state < 0) {
+            const int32_t* entry = chains - state;
+            state = *entry;
+            while (*++entry) trace.Add(*entry);
+        }
     }
 }
 
