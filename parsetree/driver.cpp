@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "parsetree/densetables.h"
 #include "parsetree/parsetree.h"
 #include "parsetree/reporttext.h"
 #include "scanner/grammar_tables.h"
@@ -37,8 +38,13 @@ public:
         : m_Tree(tree), m_Scanner(scanner), m_Tables(GetGrammarTables()), m_Trace(tree.Trace()),
           m_States(tree.StateStack()), m_Values(tree.ValueStack()) {}
 
-    // The parse loop, once with the debug trace compiled in and once without it.
+    // The parse loop over bison's compressed tables, with the debug trace compiled in
+    // when kDebug is set.
     template <bool kDebug> int Run();
+    // The same parse over the dense tables, without the debug trace: each step reads one
+    // action entry, and chains of reductions that hand a value up unchanged without
+    // reading a lookahead are taken in one goto (their reductions are still recorded).
+    int RunDense();
 
 private:
     void Grow();
@@ -213,6 +219,96 @@ template <bool kDebug> int Driver::Run() {
     }
 }
 
+int Driver::RunDense() {
+    const DenseTables& d = GetDenseTables();
+    const int16_t* const actions = d.action.data();
+    const int16_t* const defaultOnly = d.defaultOnly.data();
+    const int16_t* const gotos = d.gotos.data();
+    const int32_t* const chains = d.chains.data();
+    const DenseTables::Rule* const rules = d.rules.data();
+    const int columns = d.columns;
+    const int lastColumn = columns - 1;
+    const int finalState = m_Tables.finalState;
+
+    if (m_States.size() < m_nCapacity) m_States.resize(m_nCapacity);
+    if (m_Values.size() < m_nCapacity) m_Values.resize(m_nCapacity);
+    m_nCapacity = m_States.size() < m_Values.size() ? m_States.size() : m_Values.size();
+    int16_t* states = m_States.data();
+    CSQLNode** values = m_Values.data();
+    size_t depth = 0;
+    TraceRecorder trace(m_Trace);
+
+    int lookahead = kNoLookahead;
+    int symbol = 0;
+    const int16_t* row = nullptr; // the lookahead's column of the action table
+    int state = 0;
+    CSQLNode* pending = nullptr; // value pushed with the next state
+    for (;;) {
+        // Push the state and its value; the stacks hold at most kMaxStackDepth - 1.
+        states[depth] = static_cast<int16_t>(state);
+        values[depth] = pending;
+        ++depth;
+        if (depth >= m_nCapacity) {
+            if (m_nCapacity >= static_cast<size_t>(kMaxStackDepth)) {
+                if (!m_Tree.HasError()) m_Tree.SetError("parser stack overflow");
+                return PARSE_STACK_EXHAUSTED;
+            }
+            Grow();
+            states = m_States.data();
+            values = m_Values.data();
+        }
+
+        int action = defaultOnly[state];
+        if (action == DenseTables::kReadsLookahead) {
+            if (lookahead == kNoLookahead) {
+                const int code = m_Scanner.yylex();
+                lookahead = code <= 0 ? kEndOfInput : code;
+                symbol = SymbolOfTokenCode(lookahead);
+                row = actions + (symbol < lastColumn ? symbol : lastColumn);
+            }
+            action = row[state * columns];
+            if (action > 0) {
+                if (action == finalState) return PARSE_ACCEPTED;
+                trace.Add(symbol);
+                if (lookahead != kEndOfInput) lookahead = kNoLookahead;
+                state = action;
+                pending = nullptr;
+                continue;
+            }
+        }
+        if (action == 0) {
+            trace.Sync(); // the report reads the trace
+            ReportSyntaxError(state);
+            return PARSE_SYNTAX_ERROR;
+        }
+
+        // Reduce: run the rule's action over the values of its right-hand side, pop them
+        // and go to the state for the left-hand symbol.
+        const int ruleIndex = -action;
+        const int rule = ruleIndex - 1;
+        const DenseTables::Rule info = rules[ruleIndex];
+        const size_t first = depth - static_cast<size_t>(info.length);
+        trace.Add(-rule);
+        const int handedUp = info.handedUp;
+        CSQLNode* value = handedUp < 0 ? RunAction(rule, values + first, info.length, m_Tree)
+                          : handedUp ? values[first + static_cast<size_t>(handedUp) - 1]
+                                     : nullptr;
+        depth = first;
+        m_pLastValue = value;
+        pending = value;
+        const int top = states[depth - 1];
+        // A chain follows only a reduction of at least one symbol (see DenseTables), so
+        // each of its states would have been pushed no deeper than the state just popped:
+        // none of those pushes could have met the stack limit.
+        state = gotos[info.gotoRow + top];
+        if (state < 0) {
+            const int32_t* entry = chains - state;
+            state = *entry;
+            while (*++entry) trace.Add(*entry);
+        }
+    }
+}
+
 // Composes the report of the first syntax error of the parse from the failing state's
 // row, the scanner's and the tree's last tokens, the last reduced node and the trace.
 void Driver::ReportSyntaxError(int state) {
@@ -298,5 +394,5 @@ std::string FormatTrace(const std::vector<int32_t>& trace) {
 
 int yyparse(CParseTree* tree, CSQLScanner* scanner) {
     Driver driver(*tree, *scanner);
-    return yydebug ? driver.Run<true>() : driver.Run<false>();
+    return yydebug ? driver.Run<true>() : driver.RunDense();
 }
