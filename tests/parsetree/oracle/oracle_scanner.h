@@ -1,5 +1,5 @@
-// The oracle of the scanner's differential test: the scanner's rules as they stood before
-// the rules that spare flex its backing up were added, compiled as a scanner of its own.
+// The oracle of the scanner's differential test: a copy of the scanner's rules compiled as
+// a scanner of its own, which reads its text through a stream (see oracle_scanner.l).
 #pragma once
 
 #include <string>
