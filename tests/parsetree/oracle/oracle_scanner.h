@@ -1,5 +1,5 @@
-// The oracle of the scanner's differential test: a copy of the scanner's rules compiled as
-// a scanner of its own, which reads its text through a stream (see oracle_scanner.l).
+// The oracle of the scanner's differential test: a scanner's rules compiled as a scanner of
+// its own, which reads its text through a stream (see oracle_prologue.l).
 #pragma once
 
 #include <string>
