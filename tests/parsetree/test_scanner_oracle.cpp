@@ -1,9 +1,9 @@
-// The scanner against the oracle (the rules of the scanner, or of an older version of them,
-// compiled to scan through a stream instead of in place; see oracle/oracle_prologue.l): both must produce the same token stream (every value yylex returns and
-// every token recorded, with its text), the same echoed bytes and the same case-state
-// error for any input. The hand-written inputs stop inside or just after every form that
-// can stop short (the states where flex backs up), where a rewrite of the rules is most
-// likely to go wrong.
+// The scanner against the oracle (the scanner's rules, or an older version of them,
+// compiled to scan through a stream instead of in place; see oracle/oracle_prologue.l):
+// both must produce the same token stream (every value yylex returns and every token
+// recorded, with its text), the same echoed bytes and the same case-state error for any
+// input. The hand-written inputs stop inside or just after every form that can stop short
+// (the states where flex backs up), where a rewrite of the rules is most likely to go wrong.
 #include <gtest/gtest.h>
 
 #include <cstdio>
