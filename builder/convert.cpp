@@ -1,5 +1,6 @@
 #include "builder/convert.h"
 
+#include <cstdint>
 #include <vector>
 
 #include "builder/ref.h"
@@ -33,10 +34,13 @@ private:
 };
 
 // Appends a new item of class T whose stored kind is set by setup.
+// The item is created without a reference and appended first: the stack then holds its
+// only reference, so an item whose setup fails (lack of memory) goes with the stack.
 template <class T, class Setup> void Emit(cGenericStack* stack, Setup setup) {
-    CRef<T> item = New<T>();
-    setup(item.Get());
+    T* item = nullptr;
+    Check(T::CreateInstance(&item));
     Check(stack->Append(item->Dispatch()));
+    setup(item);
 }
 
 template <class T, class Kind> void EmitKind(cGenericStack* stack, Kind kind) {
@@ -149,24 +153,25 @@ std::string_view NodeText(const CSQLNode* node) {
 }
 
 void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
-    // An explicit stack of (node, children done) frames: left subtree, right subtree, node.
-    // Most expressions are shallow: their frames stay in the stack object itself.
-    struct Frame {
-        const CSQLNode* node;
-        bool childrenDone;
-    };
-    CInlineStack<Frame, 64> frames;
-    if (root) frames.Push({root, false});
+    // An explicit stack of frames: left subtree, right subtree, node. A frame is the node's
+    // address with the low bit set once its children are done (nodes are word-aligned);
+    // one word per frame is stored and loaded whole. Most expressions are shallow: their
+    // frames stay in the stack object itself.
+    static_assert(alignof(CSQLNode) > 1, "the low bit of a node address marks a finished frame");
+    constexpr uintptr_t kChildrenDone = 1;
+    CInlineStack<uintptr_t, 64> frames;
+    if (root) frames.Push(reinterpret_cast<uintptr_t>(root));
     while (!frames.Empty()) {
-        const Frame f = frames.Pop();
-        if (f.childrenDone) {
-            EmitOperator(f.node, stack);
+        const uintptr_t frame = frames.Pop();
+        const auto* node = reinterpret_cast<const CSQLNode*>(frame & ~kChildrenDone);
+        if (frame & kChildrenDone) {
+            EmitOperator(node, stack);
             continue;
         }
-        if (EmitOperand(f.node, stack) || !IsOperator(f.node->m_nKind)) continue;
-        frames.Push({f.node, true});
-        if (f.node->m_pRight) frames.Push({f.node->m_pRight, false});
-        if (f.node->m_pLeft) frames.Push({f.node->m_pLeft, false});
+        if (EmitOperand(node, stack) || !IsOperator(node->m_nKind)) continue;
+        frames.Push(frame | kChildrenDone);
+        if (node->m_pRight) frames.Push(reinterpret_cast<uintptr_t>(node->m_pRight));
+        if (node->m_pLeft) frames.Push(reinterpret_cast<uintptr_t>(node->m_pLeft));
     }
 }
 

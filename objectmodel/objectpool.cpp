@@ -50,8 +50,12 @@ void* Allocate(size_t size) noexcept {
     const size_t c = ClassOf(size);
     ThreadLists& lists = t_Lists;
     if (FreeBlock* b = lists.head[c]) {
-        lists.head[c] = b->next;
+        FreeBlock* next = b->next;
+        lists.head[c] = next;
         --lists.count[c];
+        // The next block of the class is read by the next allocation (its link): blocks
+        // freed a statement ago are often out of the first-level cache by then.
+        __builtin_prefetch(next);
         return b;
     }
     // Every block of a class has the class's full size, so any of them serves any request.

@@ -4,6 +4,16 @@
 
 #include "objectmodel/objectpool.h"
 
+// Clearing an object reference is releasing it; the stores hold little else.
+static void ClearElement(VARIANT& v) {
+    if (V_VT(&v) == VT_DISPATCH) {
+        if (IDispatch* object = V_DISPATCH(&v)) object->Release();
+        V_VT(&v) = VT_EMPTY;
+    } else {
+        VariantClear(&v);
+    }
+}
+
 CVariantVector::~CVariantVector() {
     Clear();
     ObjectPool::Free(m_pItems, m_nCapacity * sizeof(VARIANT));
@@ -44,18 +54,9 @@ HRESULT CVariantVector::AppendCopy(const VARIANT& value) {
     return AppendOwned(copy);
 }
 
-HRESULT CVariantVector::AppendDispatch(IDispatch* object) {
-    VARIANT v;
-    VariantInit(&v);
-    V_VT(&v) = VT_DISPATCH;
-    V_DISPATCH(&v) = object;
-    if (object) object->AddRef();
-    return AppendOwned(v);
-}
-
 void CVariantVector::RemoveFront() {
     if (Empty()) return;
-    VariantClear(&m_pItems[m_nHead]);
+    ClearElement(m_pItems[m_nHead]);
     ++m_nHead;
     // Compact once the dead prefix is half the store: amortised O(1) per removal.
     if (m_nHead == m_nEnd) {
@@ -68,6 +69,6 @@ void CVariantVector::RemoveFront() {
 }
 
 void CVariantVector::Clear() {
-    for (size_t i = m_nHead; i < m_nEnd; ++i) VariantClear(&m_pItems[i]);
+    for (size_t i = m_nHead; i < m_nEnd; ++i) ClearElement(m_pItems[i]);
     m_nHead = m_nEnd = 0;
 }

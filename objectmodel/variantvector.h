@@ -21,8 +21,22 @@ public:
 
     // Appends a copy (VariantCopy semantics); on failure the store is unchanged.
     HRESULT AppendCopy(const VARIANT& value);
-    // Appends an object reference; the store takes one reference of its own.
-    HRESULT AppendDispatch(IDispatch* object);
+    // Appends an object reference; the store takes one reference of its own. On failure
+    // that reference is given back at once, so an object nobody else holds is destroyed.
+    HRESULT AppendDispatch(IDispatch* object) {
+        if (m_nEnd == m_nCapacity && !Grow()) {
+            if (object) {
+                object->AddRef();
+                object->Release();
+            }
+            return E_OUTOFMEMORY;
+        }
+        VARIANT& v = m_pItems[m_nEnd++];
+        V_VT(&v) = VT_DISPATCH;
+        V_DISPATCH(&v) = object;
+        if (object) object->AddRef();
+        return S_OK;
+    }
     // Appends a VARIANT whose ownership passes to the store (even on failure).
     HRESULT AppendOwned(VARIANT& value);
     // Clears and removes the first element.
