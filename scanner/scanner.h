@@ -38,7 +38,7 @@ protected:
     void LexerError(const char* message) override;
 
 private:
-    void BeforeToken();
+    int BeforeToken();
     void Record(int code, const char* text, size_t length);
     void RecordCaseStateParenthesised();
     void RecordCaseStateAssigned();

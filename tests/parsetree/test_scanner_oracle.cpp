@@ -7,7 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cctype>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <sstream>
 #include <string>
@@ -159,6 +161,55 @@ TEST(ScannerOracle, NulsAndHighBytes) {
         "\x80", "\xFF", "'\xE9t\xE9'", "'\xE9t\xE9", "[\xFF\xFE]", "\"\x80", "select \xC3\xA9 from t",
         "1e\xFF", "{ts \xFF", "CASESTATE (\xFF)", "<\xFF", "\xFF<",
     });
+}
+
+// The words of the keyword rules, read from the rule file itself (every "(?i:WORD)"), in
+// every letter case and next to the bytes that can or cannot extend a word: a keyword
+// found or missed by a word lookup shows here as a different token.
+TEST(ScannerOracle, KeywordsAndTheirNeighbours) {
+    std::ifstream in(TARVOLIN_SCANNER_RULES, std::ios::binary);
+    ASSERT_TRUE(in) << TARVOLIN_SCANNER_RULES;
+    const std::string rules((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::vector<std::string> words;
+    for (size_t at = rules.find("(?i:"); at != std::string::npos; at = rules.find("(?i:", at + 1)) {
+        const size_t end = rules.find(')', at);
+        std::string word = rules.substr(at + 4, end - at - 4);
+        if (word.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz") == std::string::npos)
+            words.push_back(word);
+    }
+    ASSERT_GT(words.size(), 60u);
+    std::vector<std::string> texts;
+    std::mt19937 random(7);
+    for (const std::string& word : words) {
+        std::string lower, upper, mixed;
+        for (char c : word) {
+            lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            upper += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+            mixed += random() % 2 ? lower.back() : upper.back();
+        }
+        for (const std::string& w : {lower, upper, mixed}) {
+            for (const char* after : {"", " ", "x", "_", "1", "(", ".", ",", "'", "\xC4", "\t1"})
+                texts.push_back(w + after);
+            texts.push_back(w.substr(0, w.size() - 1));
+            texts.push_back("_" + w);
+            texts.push_back("1" + w);
+            texts.push_back("select " + w + " from " + w + "s where " + w + "=" + w + "_1");
+        }
+    }
+    ExpectSameAsOracle(texts);
+}
+
+// Words, numbers and operators scanned with a byte of context on either side.
+TEST(ScannerOracle, WordsNumbersAndOperatorsInContext) {
+    const char* const kTokens[] = {"a", "Z9", "_", "__x", "abcdefghijklmnopqrstuvwxyz_0123456789", "0", "12", "007",
+                                   "12.", "12.5", ".5", "12e", "12e5", "12E-3", "1e+", "<", "<=", "<>", ">", ">=", "=",
+                                   "(", ")", "*", "+", "-", "/", ",", "."};
+    const char* const kContext[] = {"", " ", "\n", "a", "1", ".", "=", ">", "<", "e", "E", "-", "'", "\x80", "\xFF"};
+    std::vector<std::string> texts;
+    for (const char* token : kTokens)
+        for (const char* before : kContext)
+            for (const char* after : kContext) texts.push_back(std::string(before) + token + after);
+    ExpectSameAsOracle(texts);
 }
 
 // Random texts: fragments that start, end and nest the scanner's forms, blanks, and
