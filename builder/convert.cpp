@@ -33,9 +33,9 @@ private:
     size_t m_nSize = 0;
 };
 
-// Appends a new item of class T whose stored kind is set by setup.
-// The item is created without a reference and appended first: the stack then holds its
-// only reference, so an item whose setup fails (lack of memory) goes with the stack.
+// Appends a new item of class T and lets setup fill it in. The item is created without a
+// reference and appended first: the stack then holds its only reference, so an item whose
+// setup fails (lack of memory) goes with the stack.
 template <class T, class Setup> void Emit(cGenericStack* stack, Setup setup) {
     T* item = nullptr;
     Check(T::CreateInstance(&item));

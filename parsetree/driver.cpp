@@ -47,6 +47,7 @@ public:
     int RunDense();
 
 private:
+    void PrepareStacks();
     void Grow();
     void ReportSyntaxError(int state);
     void DebugStack(const char* title, size_t depth) const;
@@ -99,6 +100,13 @@ private:
     int32_t* m_pEnd;
 };
 
+// Sizes both stacks to the capacity a parse starts with (kept from earlier parses).
+void Driver::PrepareStacks() {
+    if (m_States.size() < m_nCapacity) m_States.resize(m_nCapacity);
+    if (m_Values.size() < m_nCapacity) m_Values.resize(m_nCapacity);
+    m_nCapacity = m_States.size() < m_Values.size() ? m_States.size() : m_Values.size();
+}
+
 void Driver::Grow() {
     m_nCapacity = std::min(m_nCapacity * 2, static_cast<size_t>(kMaxStackDepth));
     m_States.resize(m_nCapacity);
@@ -121,9 +129,7 @@ template <bool kDebug> int Driver::Run() {
     const int ntokens = t.ntokens;
     const int finalState = t.finalState;
 
-    if (m_States.size() < m_nCapacity) m_States.resize(m_nCapacity);
-    if (m_Values.size() < m_nCapacity) m_Values.resize(m_nCapacity);
-    m_nCapacity = m_States.size() < m_Values.size() ? m_States.size() : m_Values.size();
+    PrepareStacks();
     int16_t* states = m_States.data();
     CSQLNode** values = m_Values.data();
     size_t depth = 0;
@@ -230,9 +236,7 @@ int Driver::RunDense() {
     const int lastColumn = columns - 1;
     const int finalState = m_Tables.finalState;
 
-    if (m_States.size() < m_nCapacity) m_States.resize(m_nCapacity);
-    if (m_Values.size() < m_nCapacity) m_Values.resize(m_nCapacity);
-    m_nCapacity = m_States.size() < m_Values.size() ? m_States.size() : m_Values.size();
+    PrepareStacks();
     int16_t* states = m_States.data();
     CSQLNode** values = m_Values.data();
     size_t depth = 0;
