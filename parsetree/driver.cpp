@@ -92,7 +92,7 @@ public:
 private:
     Stacks PrepareStacks();
     bool Push(Stacks& stacks, int state, CSQLNode* value);
-    bool Grow(Stacks& stacks);
+    bool Grow();
     int ReadToken(int& symbol);
     int ReadTokenTraced(int& symbol);
     CSQLNode* Reduce(int rule, int length, int handedUp, Stacks& stacks);
@@ -122,14 +122,19 @@ Stacks Driver::PrepareStacks() {
 }
 
 // Pushes a state and its value. The stacks hold at most kMaxStackDepth - 1 entries:
-// false, with the error text set, when the push reaches that limit.
+// false, with the error text set, when the push reaches that limit. (The stacks are
+// handed to no other function, so the loop keeps them in registers.)
 inline bool Driver::Push(Stacks& stacks, int state, CSQLNode* value) {
     stacks.states[stacks.depth] = static_cast<int16_t>(state);
     stacks.values[stacks.depth] = value;
-    return ++stacks.depth < m_nCapacity || Grow(stacks);
+    if (++stacks.depth < m_nCapacity) return true;
+    if (!Grow()) return false;
+    stacks.states = m_States.data();
+    stacks.values = m_Values.data();
+    return true;
 }
 
-bool Driver::Grow(Stacks& stacks) {
+bool Driver::Grow() {
     if (m_nCapacity >= static_cast<size_t>(kMaxStackDepth)) {
         if (!m_Tree.HasError()) m_Tree.SetError("parser stack overflow");
         return false;
@@ -137,8 +142,6 @@ bool Driver::Grow(Stacks& stacks) {
     m_nCapacity = std::min(m_nCapacity * 2, static_cast<size_t>(kMaxStackDepth));
     m_States.resize(m_nCapacity);
     m_Values.resize(m_nCapacity);
-    stacks.states = m_States.data();
-    stacks.values = m_Values.data();
     return true;
 }
 

@@ -262,6 +262,7 @@ def symbols_header(g):
 
 #include <cstdint>
 
+constexpr int kFirstTokenSymbol = %(first_symbol)d;
 constexpr int kFirstTokenCode = %(first_code)d;
 constexpr int kLastTokenCode = %(last_code)d;
 constexpr int kTerminalCount = %(terms)d;
@@ -276,7 +277,7 @@ extern const int16_t kRuleLeftSide[kRuleCount + 1];
 extern const int8_t kRuleLength[kRuleCount + 1];
 """ % dict(terms_last=len(BUILTIN_TERMINALS) + len(g.tokens) - 1, offset=g.first_code - len(BUILTIN_TERMINALS),
            first_nt=len(BUILTIN_TERMINALS) + len(g.tokens), last_nt=len(names) - 2, beyond=len(names) - 1,
-           first_code=g.first_code, last_code=g.last_code, terms=len(BUILTIN_TERMINALS) + len(g.tokens),
+           first_code=g.first_code, first_symbol=len(BUILTIN_TERMINALS), last_code=g.last_code, terms=len(BUILTIN_TERMINALS) + len(g.tokens),
            nts=len(g.nonterminals), symbols=len(names), rules=len(g.rules))
 
 

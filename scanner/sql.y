@@ -1,5 +1,5 @@
-/* The SQL grammar: its rules over 95 tokens and 74 nonterminals, start symbol Command,
- * and the tree-building action of each rule, written beside it.
+/* The SQL grammar: its tokens, nonterminals and rules, start symbol Command, and the
+ * tree-building action of each rule, written beside it.
  *
  * This file is the only place where the rules, their order and their actions are kept.
  * At build time scanner/grammar.py reads it and writes

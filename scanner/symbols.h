@@ -6,7 +6,7 @@
 
 // External token code (as yylex returns it) to symbol number.
 inline int SymbolOfTokenCode(int code) {
-    if (code >= kFirstTokenCode && code <= kLastTokenCode) return code - kFirstTokenCode + 3;
+    if (code >= kFirstTokenCode && code <= kLastTokenCode) return code - kFirstTokenCode + kFirstTokenSymbol;
     if (code <= 0) return 0;
     if (code == 256) return 1;
     if (code > kLastTokenCode) return kSymbolCount - 1;
