@@ -17,8 +17,8 @@
  * which must be a nonterminal (tokens carry no value; a leaf node takes the token just
  * scanned). { $$ = $k; } hands a value up unchanged, { $$ = nullptr; } hands up null, and
  * an alternative without an action hands up $1, or null when it is empty; the driver hands
- * those values up without running an action. Rules are numbered in the order written: the
- * numbers appear in the parse trace, so keep the order.
+ * those values up without running an action. Rules are numbered in the order written, as
+ * bison numbers them; the numbers appear only in the generated files and the debug trace.
  */
 
 %require "3.5"
@@ -207,15 +207,22 @@ WhereConditions
     | LEFTPAREN WhereConditions RIGHTPAREN                  { $$ = $2; }
     ;
 WherePredicate
-    : ValueOrColNameExpression EQUALS ValueOrColNameExpression { $$ = Equals($1, $3); }
-    | ValueOrColNameExpression NOT_EQUALS ValueOrColNameExpression { $$ = NotEquals($1, $3); }
-    | ValueOrColNameExpression LESS ValueOrColNameExpression { $$ = Less($1, $3); }
-    | ValueOrColNameExpression MORE ValueOrColNameExpression { $$ = More($1, $3); }
-    | ValueOrColNameExpression LESS_EQUALS ValueOrColNameExpression { $$ = LessEquals($1, $3); }
-    | ValueOrColNameExpression MORE_EQUALS ValueOrColNameExpression { $$ = MoreEquals($1, $3); }
+    : ValueOrColNameExpression EQUALS ValueOrColNameExpression
+                                                            { $$ = Equals($1, $3); }
+    | ValueOrColNameExpression NOT_EQUALS ValueOrColNameExpression
+                                                            { $$ = NotEquals($1, $3); }
+    | ValueOrColNameExpression LESS ValueOrColNameExpression
+                                                            { $$ = Less($1, $3); }
+    | ValueOrColNameExpression MORE ValueOrColNameExpression
+                                                            { $$ = More($1, $3); }
+    | ValueOrColNameExpression LESS_EQUALS ValueOrColNameExpression
+                                                            { $$ = LessEquals($1, $3); }
+    | ValueOrColNameExpression MORE_EQUALS ValueOrColNameExpression
+                                                            { $$ = MoreEquals($1, $3); }
     | ValueOrColNameExpression IS NOT SQL_NULL              { $$ = IsNotNull($1); }
     | ValueOrColNameExpression IS SQL_NULL                  { $$ = IsNull($1); }
-    | ColName NotIn LEFTPAREN ValueOrColNameExpressionList RIGHTPAREN { $$ = NotInList($1, $4); }
+    | ColName NotIn LEFTPAREN ValueOrColNameExpressionList RIGHTPAREN
+                                                            { $$ = NotInList($1, $4); }
     | ValueOrColNameExpression SQL_IN LEFTPAREN ValueOrColNameExpressionList RIGHTPAREN
                                                             { $$ = InList($1, $4); }
     | ColName NotBetween ValueOrColNameExpression AND ValueOrColNameExpression
@@ -238,7 +245,7 @@ TableName
     ;
 TableReferenceList
     : TableReference
-    | TableReferenceList COMMA TableReference                { $$ = Append($1, $3); }
+    | TableReferenceList COMMA TableReference               { $$ = Append($1, $3); }
     ;
 TableReference
     : TableName
@@ -271,7 +278,8 @@ JoinCondition
     ;
 UnqualifiedColumnNameList
     : UnqualifiedColumnName
-    | UnqualifiedColumnNameList COMMA UnqualifiedColumnName { $$ = Append($1, $3); }
+    | UnqualifiedColumnNameList COMMA UnqualifiedColumnName
+                                                            { $$ = Append($1, $3); }
     ;
 UnqualifiedColumnName
     : TableName
@@ -313,15 +321,20 @@ ValueOrColNameExpression
     | Function
     | CaseExpression
     | MINUS ValueOrColNameExpression %prec UNARYMINUS       { $$ = Negative($2); }
-    | ValueOrColNameExpression PLUS ValueOrColNameExpression { $$ = Plus($1, $3); }
-    | ValueOrColNameExpression MINUS ValueOrColNameExpression { $$ = Minus($1, $3); }
-    | ValueOrColNameExpression DIVIDE ValueOrColNameExpression { $$ = Divide($1, $3); }
-    | ValueOrColNameExpression STAR ValueOrColNameExpression { $$ = Multiply($1, $3); }
+    | ValueOrColNameExpression PLUS ValueOrColNameExpression
+                                                            { $$ = Plus($1, $3); }
+    | ValueOrColNameExpression MINUS ValueOrColNameExpression
+                                                            { $$ = Minus($1, $3); }
+    | ValueOrColNameExpression DIVIDE ValueOrColNameExpression
+                                                            { $$ = Divide($1, $3); }
+    | ValueOrColNameExpression STAR ValueOrColNameExpression
+                                                            { $$ = Multiply($1, $3); }
     | LEFTPAREN ValueOrColNameExpression RIGHTPAREN         { $$ = $2; }
     ;
 ValueOrColNameExpressionList
     : ValueOrColNameExpression
-    | ValueOrColNameExpressionList COMMA ValueOrColNameExpression { $$ = Append($1, $3); }
+    | ValueOrColNameExpressionList COMMA ValueOrColNameExpression
+                                                            { $$ = Append($1, $3); }
     ;
 CaseExpression
     : CaseAbbreviation
@@ -355,14 +368,16 @@ SearchedWhenCondition
     ;
 SimpleCaseClause
     : CASE ValueOrColNameExpression SimpleWhenList END      { $$ = SimpleCase($2, $3, nullptr); }
-    | CASE ValueOrColNameExpression SimpleWhenList ElseClause END { $$ = SimpleCase($2, $3, $4); }
+    | CASE ValueOrColNameExpression SimpleWhenList ElseClause END
+                                                            { $$ = SimpleCase($2, $3, $4); }
     ;
 SimpleWhenList
     : SimpleWhenCondition
     | SimpleWhenList SimpleWhenCondition                    { $$ = WhenList($1, $2); }
     ;
 SimpleWhenCondition
-    : WHEN ValueOrColNameExpression THEN ValueOrColNameExpression { $$ = SimpleWhen($2, $4); }
+    : WHEN ValueOrColNameExpression THEN ValueOrColNameExpression
+                                                            { $$ = SimpleWhen($2, $4); }
     ;
 ElseClause
     : ELSE ValueOrColNameExpression                         { $$ = Else($2); }
@@ -410,7 +425,8 @@ Function
 MathFunction
     : ABS LEFTPAREN ValueOrColNameExpression RIGHTPAREN     { $$ = Abs($3); }
     | ROUND LEFTPAREN ValueOrColNameExpression RIGHTPAREN   { $$ = Round($3); }
-    | ROUND LEFTPAREN ValueOrColNameExpression COMMA Number RIGHTPAREN { $$ = Round($3, $5); }
+    | ROUND LEFTPAREN ValueOrColNameExpression COMMA Number RIGHTPAREN
+                                                            { $$ = Round($3, $5); }
     ;
 DateFunction
     : GETDATE LEFTPAREN RIGHTPAREN                          { $$ = GetDate(); }
@@ -418,7 +434,8 @@ DateFunction
 Aggregate
     : AggregateFunction LEFTPAREN AllDistinct ValueOrColNameExpression RIGHTPAREN
                                                             { $$ = Aggregate($1, $3, $4); }
-    | COUNT LEFTPAREN AllDistinct ValueOrColNameExpression RIGHTPAREN { $$ = Count($3, $4); }
+    | COUNT LEFTPAREN AllDistinct ValueOrColNameExpression RIGHTPAREN
+                                                            { $$ = Count($3, $4); }
     | COUNT LEFTPAREN STAR RIGHTPAREN                       { $$ = CountStar(); }
     ;
 AggregateFunction
