@@ -41,6 +41,11 @@ class GrammarError(Exception):
     pass
 
 
+def declared(declarations, keyword):
+    """The text of every declaration line that starts with keyword, joined."""
+    return " ".join(re.findall(r"^%s\b(.*)$" % keyword, declarations, re.M))
+
+
 class Rule:
     def __init__(self, number, lhs, rhs, line):
         self.number = number
@@ -58,14 +63,15 @@ class Grammar:
         self.path = path
         with open(path, encoding="utf-8") as f:
             self.text = f.read()
-        parts = re.split(r"^%%[ \t]*$", self.text, flags=re.M)
-        if len(parts) != 3:
+        marks = list(re.finditer(r"^%%[ \t]*$", self.text, flags=re.M))
+        if len(marks) != 2:
             raise GrammarError("expected declarations, rules and epilogue separated by %% lines")
-        self.rules_offset = len(parts[0]) + 2
-        self.tokens = self._tokens(parts[0])
-        self.nonterminals = re.findall(r"[A-Za-z_]\w*", " ".join(re.findall(r"^%nterm\b(.*)$", parts[0], re.M)))
+        declarations = self.text[:marks[0].start()]
+        self.rules_offset = marks[0].end()
+        self.tokens = self._tokens(declarations)
+        self.nonterminals = re.findall(r"[A-Za-z_]\w*", declared(declarations, "%nterm"))
         self.rules = []
-        self._parse_rules(parts[1])
+        self._parse_rules(self.text[marks[0].end():marks[1].start()])
         self._check()
 
     def error(self, offset, message):
@@ -73,7 +79,7 @@ class Grammar:
         return GrammarError("%s:%d: %s" % (self.path, line, message))
 
     def _tokens(self, declarations):
-        pairs = re.findall(r"([A-Za-z_]\w*)\s+(\d+)", " ".join(re.findall(r"^%token\b(.*)$", declarations, re.M)))
+        pairs = re.findall(r"([A-Za-z_]\w*)\s+(\d+)", declared(declarations, "%token"))
         tokens = [name for name, _ in pairs]
         codes = [int(code) for _, code in pairs]
         if not codes or codes != list(range(258, 258 + len(codes))):
@@ -173,10 +179,8 @@ class Grammar:
         return rule
 
     def _check(self):
-        terminals = set(self.tokens)
+        terminals = set(self.tokens) | {"error"}
         nonterminals = set(self.nonterminals)
-        for name in BUILTIN_TERMINALS[1:2]:
-            terminals.add(name)
         with_rules = set()
         for rule in self.rules:
             where = "%s:%d: " % (self.path, rule.line)
@@ -205,7 +209,8 @@ class Grammar:
             if k < 1 or k > len(rule.rhs):
                 raise GrammarError(where + "$%d is beyond the rule's %d symbols" % (k, len(rule.rhs)))
             if rule.rhs[k - 1] in terminals:
-                raise GrammarError(where + "$%d is the terminal %s, which has no value" % (k, rule.rhs[k - 1]))
+                raise GrammarError(where + "$%d is the terminal %s, which has no value"
+                                   % (k, rule.rhs[k - 1]))
             return "v[%d]" % (k - 1)
 
         handed = re.fullmatch(r"\$(\d+)", expression)
@@ -255,9 +260,16 @@ def c_string(text):
 
 def symbols_header(g):
     names = g.symbol_names()
-    return GENERATED + """// The symbol numbering and the rules of the grammar as the parser driver, the trace and the
-// error report use them: terminals 0 to %(terms_last)d (token code - %(offset)d for the tokens),
-// nonterminals %(first_nt)d to %(last_nt)d, and %(beyond)d, the empty name of codes beyond the last token.
+    terminals = len(BUILTIN_TERMINALS) + len(g.tokens)
+    facts = dict(terminals=terminals, last_terminal=terminals - 1,
+                 offset=g.first_code - len(BUILTIN_TERMINALS),
+                 last_nonterminal=len(names) - 2, beyond=len(names) - 1, first_symbol=len(BUILTIN_TERMINALS),
+                 first_code=g.first_code, last_code=g.last_code, nonterminals=len(g.nonterminals),
+                 symbols=len(names), rules=len(g.rules))
+    return GENERATED + """// The symbol numbering and the rules of the grammar as the parser driver,
+// the trace and the error report use them: terminals 0 to %(last_terminal)d (token code - %(offset)d
+// for the tokens), nonterminals %(terminals)d to %(last_nonterminal)d, and %(beyond)d, the empty name of
+// codes beyond the last token.
 #pragma once
 
 #include <cstdint>
@@ -265,9 +277,9 @@ def symbols_header(g):
 constexpr int kFirstTokenSymbol = %(first_symbol)d;
 constexpr int kFirstTokenCode = %(first_code)d;
 constexpr int kLastTokenCode = %(last_code)d;
-constexpr int kTerminalCount = %(terms)d;
-constexpr int kFirstNonterminal = %(first_nt)d;
-constexpr int kNonterminalCount = %(nts)d;
+constexpr int kTerminalCount = %(terminals)d;
+constexpr int kFirstNonterminal = %(terminals)d;
+constexpr int kNonterminalCount = %(nonterminals)d;
 constexpr int kSymbolCount = %(symbols)d;
 constexpr int kRuleCount = %(rules)d;
 
@@ -275,14 +287,12 @@ extern const char* const kSymbolNames[kSymbolCount];
 // Per rule number (index 0 unused): the left-hand symbol and the number of right-hand symbols.
 extern const int16_t kRuleLeftSide[kRuleCount + 1];
 extern const int8_t kRuleLength[kRuleCount + 1];
-""" % dict(terms_last=len(BUILTIN_TERMINALS) + len(g.tokens) - 1, offset=g.first_code - len(BUILTIN_TERMINALS),
-           first_nt=len(BUILTIN_TERMINALS) + len(g.tokens), last_nt=len(names) - 2, beyond=len(names) - 1,
-           first_code=g.first_code, first_symbol=len(BUILTIN_TERMINALS), last_code=g.last_code, terms=len(BUILTIN_TERMINALS) + len(g.tokens),
-           nts=len(g.nonterminals), symbols=len(names), rules=len(g.rules))
+""" % facts
 
 
 def symbols_source(g, header):
-    lines = [GENERATED, '#include "scanner/%s"\n\n' % header, "const char* const kSymbolNames[kSymbolCount] = {\n"]
+    lines = [GENERATED, '#include "scanner/%s"\n\n' % header,
+             "const char* const kSymbolNames[kSymbolCount] = {\n"]
     for number, name in enumerate(g.symbol_names()):
         lines.append("    %s, // %d\n" % (c_string(name), number))
     lines.append("};\n\nconst int16_t kRuleLeftSide[kRuleCount + 1] = {\n    0,\n")
@@ -298,8 +308,9 @@ def symbols_source(g, header):
 def actions(g):
     lines = [GENERATED,
              "// The tree-building action of each rule by its number, and per rule the value it hands up\n",
-             "// without one (the position of a right-hand value from 1, 0 for null, -1 when its action runs).\n\n",
-             'static_assert(kRuleCount == %d, "the grammar changed since the scanner layer was generated");\n\n'
+             "// without one (the position of a right-hand value from 1, 0 for null, -1 when its\n",
+             "// action runs).\n\n",
+             'static_assert(kRuleCount == %d, "the scanner layer was generated from another grammar");\n\n'
              % len(g.rules),
              "CSQLNode* TreeActions::Run(int rule, CSQLNode* const* v) {\n",
              "    switch (rule) {\n"]
