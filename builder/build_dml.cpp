@@ -3,36 +3,37 @@
 #include "builder/builders.h"
 #include "builder/convert.h"
 #include "builder/ref.h"
+#include "parsetree/treelayout.h"
 
 void BuildUpdateStmt(cUpdateStmt* statement, const CParseTree& tree) {
-    FillTableIdent(tree.LookupNamedNode("NameIdent"), statement->Table());
-    for (const CSQLNode* u = tree.LookupNamedNode("UpdateList"); u; u = u->m_pNext) {
+    FillTableIdent(tree.LookupNamedNode(NamedNode::kNameIdent), statement->Table());
+    for (const CSQLNode* u = tree.LookupNamedNode(NamedNode::kUpdateList); u; u = u->m_pNext) {
         CRef<cUpdateItem> item = New<cUpdateItem>();
         FillColumnIdent(u->m_pLeft, item->Column());
         BuildExpressionStack(u->m_pRight, item->Stack());
         Check(statement->Items()->Append(item->Dispatch()));
     }
-    BuildExpressionStack(tree.LookupNamedNode("WhereClause"), statement->Where());
+    BuildExpressionStack(tree.LookupNamedNode(NamedNode::kWhereClause), statement->Where());
 }
 
 void BuildInsertStmt(cInsertStmt* statement, const CParseTree& tree) {
-    BuildColumnIdentList(tree.LookupNamedNode("InsertColSpec"), statement->Columns());
-    FillTableIdent(tree.LookupNamedNode("NameIdent"), statement->Table());
-    BuildStackList(tree.LookupNamedNode("InsertValueList"), statement->Values());
+    BuildColumnIdentList(tree.LookupNamedNode(NamedNode::kInsertColSpec), statement->Columns());
+    FillTableIdent(tree.LookupNamedNode(NamedNode::kNameIdent), statement->Table());
+    BuildStackList(tree.LookupNamedNode(NamedNode::kInsertValueList), statement->Values());
 }
 
 void BuildDeleteStmt(cDeleteStmt* statement, const CParseTree& tree) {
-    FillTableIdent(tree.LookupNamedNode("NameIdent"), statement->Table());
-    BuildExpressionStack(tree.LookupNamedNode("WhereClause"), statement->Where());
+    FillTableIdent(tree.LookupNamedNode(NamedNode::kNameIdent), statement->Table());
+    BuildExpressionStack(tree.LookupNamedNode(NamedNode::kWhereClause), statement->Where());
 }
 
 void BuildDropStmt(cDropStmt* statement, const CParseTree& tree) {
-    FillTableIdent(tree.LookupNamedNode("NameIdent"), statement->Table());
+    FillTableIdent(tree.LookupNamedNode(NamedNode::kNameIdent), statement->Table());
 }
 
 void BuildCreateTableStmt(cCreateTableStmt* statement, const CParseTree& tree) {
-    FillTableIdent(tree.LookupNamedNode("NameIdent"), statement->Table());
-    for (const CSQLNode* c = tree.LookupNamedNode("ColDataTypeList"); c; c = c->m_pNext) {
+    FillTableIdent(tree.LookupNamedNode(NamedNode::kNameIdent), statement->Table());
+    for (const CSQLNode* c = tree.LookupNamedNode(NamedNode::kColDataTypeList); c; c = c->m_pNext) {
         CRef<cCreateTableItem> item = New<cCreateTableItem>();
         FillCreateTableItem(c, item.Get());
         Check(statement->Items()->Append(item->Dispatch()));

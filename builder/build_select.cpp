@@ -7,6 +7,7 @@
 #include "builder/convert.h"
 #include "builder/ref.h"
 #include "objectmodel/text.h"
+#include "parsetree/treelayout.h"
 
 long ReadLong(const CSQLNode* number) {
     const std::string text(NodeText(number));
@@ -100,18 +101,10 @@ bool BuildJoinStack(const CSQLNode* root, cGenericStack* stack) {
 }
 
 void BuildSelectStmt(cSelectStmt* statement, const CSQLNode* select) {
-    const CSQLNode* op1 = select->m_pLeft;
-    const CSQLNode* op2 = op1->m_pLeft;
-    const CSQLNode* op3 = select->m_pRight;
-    const CSQLNode* op4 = op3->m_pLeft;
-    const CSQLNode* op5 = op3->m_pRight;
-    const CSQLNode* op6 = op5->m_pLeft;
-    const CSQLNode* op7 = op5->m_pRight;
-
-    BuildStackList(op1->m_pRight, statement->SelectList());
+    BuildStackList(SelectSkeleton::List(select), statement->SelectList());
 
     // TOP n, TOP n PERCENT, or TOP alone (which counts as TOP 1).
-    if (const CSQLNode* top = op2->m_pLeft) {
+    if (const CSQLNode* top = SelectSkeleton::Top(select)) {
         statement->m_nTop = 1;
         statement->m_bTopPercent = top->m_nKind == NODE_KIND_TOP_PERCENT;
         const CSQLNode* number = top->m_pAttach;
@@ -124,16 +117,16 @@ void BuildSelectStmt(cSelectStmt* statement, const CSQLNode* select) {
         }
     }
 
-    if (const CSQLNode* limit = op7->m_pRight) {
+    if (const CSQLNode* limit = SelectSkeleton::Limit(select)) {
         statement->m_bHasLimit = true;
         long offset = ReadLong(limit->m_pLeft), count = ReadLong(limit->m_pRight);
         statement->m_nLimitOffset = offset < 1 ? 1 : offset;
         statement->m_nLimitCount = count < 1 ? 1 : count;
     }
 
-    statement->m_bDistinct = op2->m_pRight != nullptr;
+    statement->m_bDistinct = SelectSkeleton::Distinct(select) != nullptr;
 
-    for (const CSQLNode* r = op4->m_pLeft; r; r = r->m_pNext) {
+    for (const CSQLNode* r = SelectSkeleton::Tables(select); r; r = r->m_pNext) {
         CRef<cTableIdent> table = New<cTableIdent>();
         if (r->m_nKind == NODE_KIND_IDENTIFIER || r->m_nKind == NODE_KIND_ALIAS) {
             FillTableIdent(r, table.Get());
@@ -146,11 +139,11 @@ void BuildSelectStmt(cSelectStmt* statement, const CSQLNode* select) {
         Check(statement->Tables()->Append(table->Dispatch()));
     }
 
-    BuildExpressionStack(op4->m_pRight, statement->Where());
-    BuildColumnIdentList(op6->m_pLeft, statement->GroupBy());
-    BuildExpressionStack(op6->m_pRight, statement->Having());
+    BuildExpressionStack(SelectSkeleton::Where(select), statement->Where());
+    BuildColumnIdentList(SelectSkeleton::GroupBy(select), statement->GroupBy());
+    BuildExpressionStack(SelectSkeleton::Having(select), statement->Having());
 
-    for (const CSQLNode* o = op7->m_pLeft; o; o = o->m_pNext) {
+    for (const CSQLNode* o = SelectSkeleton::OrderBy(select); o; o = o->m_pNext) {
         CRef<cOrderByObj> entry = New<cOrderByObj>();
         entry->SetAsc(o->m_nKind != NODE_KIND_ORDER_DESC);
         FillColumnIdent(o->m_pLeft, entry->Column());

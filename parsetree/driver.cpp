@@ -32,37 +32,12 @@ const char* SymbolName(int symbol) {
     return symbol >= 0 && symbol < kSymbolCount ? kSymbolNames[symbol] : "";
 }
 
-class Driver {
-public:
-    Driver(CParseTree& tree, CSQLScanner& scanner)
-        : m_Tree(tree), m_Scanner(scanner), m_Tables(GetGrammarTables()), m_Trace(tree.Trace()),
-          m_States(tree.StateStack()), m_Values(tree.ValueStack()) {}
-
-    // The parse loop over bison's compressed tables, with the debug trace compiled in
-    // when kDebug is set.
-    template <bool kDebug> int Run();
-    // The same parse over the dense tables, without the debug trace: each step reads one
-    // action entry, and chains of reductions that hand a value up unchanged without
-    // reading a lookahead are taken in one goto (their reductions are still recorded).
-    int RunDense();
-
-private:
-    void PrepareStacks();
-    void Grow();
-    void ReportSyntaxError(int state);
-    void DebugStack(const char* title, size_t depth) const;
-
-    CParseTree& m_Tree;
-    CSQLScanner& m_Scanner;
-    const GrammarTables& m_Tables;
-    std::vector<int32_t>& m_Trace;
-
-    // The state and value stacks: the vectors serve as storage of m_nCapacity entries,
-    // filled up to the depth the loop keeps.
-    std::vector<int16_t>& m_States;
-    std::vector<CSQLNode*>& m_Values;
-    size_t m_nCapacity = kInitialStackDepth;
-    CSQLNode* m_pLastValue = nullptr;
+// The state and value stacks as the parse loop keeps them: the storage of the tree's
+// vectors, filled up to depth.
+struct Stacks {
+    int16_t* states;
+    CSQLNode** values;
+    size_t depth;
 };
 
 // The recorded trace: appended to through a raw cursor, so the loop keeps it in registers;
@@ -100,129 +75,110 @@ private:
     int32_t* m_pEnd;
 };
 
+class Driver {
+public:
+    Driver(CParseTree& tree, CSQLScanner& scanner)
+        : m_Tree(tree), m_Scanner(scanner), m_Tables(GetGrammarTables()), m_Trace(tree.Trace()),
+          m_States(tree.StateStack()), m_Values(tree.ValueStack()) {}
+
+    // The parse over the dense tables: each step reads one action entry, and chains of
+    // reductions that hand a value up unchanged without reading a lookahead are taken in
+    // one goto (their reductions are still recorded).
+    int RunDense();
+    // The same parse over bison's compressed tables, step by step, writing the classic
+    // debug trace to standard error.
+    int RunDebug();
+
+private:
+    Stacks PrepareStacks();
+    bool Push(Stacks& stacks, int state, CSQLNode* value);
+    bool Grow();
+    int ReadToken(int& symbol);
+    int ReadTokenTraced(int& symbol);
+    CSQLNode* Reduce(int rule, int length, int handedUp, Stacks& stacks);
+    int SyntaxError(TraceRecorder& trace, int state);
+    void ReportSyntaxError(int state);
+    void DebugReduction(int ruleIndex, const Stacks& stacks) const;
+    void DebugStack(const char* title, size_t depth) const;
+
+    CParseTree& m_Tree;
+    CSQLScanner& m_Scanner;
+    const GrammarTables& m_Tables;
+    std::vector<int32_t>& m_Trace;
+
+    // The storage of the stacks: m_nCapacity entries each.
+    std::vector<int16_t>& m_States;
+    std::vector<CSQLNode*>& m_Values;
+    size_t m_nCapacity = kInitialStackDepth;
+    CSQLNode* m_pLastValue = nullptr;
+};
+
 // Sizes both stacks to the capacity a parse starts with (kept from earlier parses).
-void Driver::PrepareStacks() {
+Stacks Driver::PrepareStacks() {
     if (m_States.size() < m_nCapacity) m_States.resize(m_nCapacity);
     if (m_Values.size() < m_nCapacity) m_Values.resize(m_nCapacity);
     m_nCapacity = m_States.size() < m_Values.size() ? m_States.size() : m_Values.size();
+    return Stacks{m_States.data(), m_Values.data(), 0};
 }
 
-void Driver::Grow() {
+// Pushes a state and its value. The stacks hold at most kMaxStackDepth - 1 entries:
+// false, with the error text set, when the push reaches that limit. (The stacks are
+// handed to no other function, so the loop keeps them in registers.)
+inline bool Driver::Push(Stacks& stacks, int state, CSQLNode* value) {
+    stacks.states[stacks.depth] = static_cast<int16_t>(state);
+    stacks.values[stacks.depth] = value;
+    if (++stacks.depth < m_nCapacity) return true;
+    if (!Grow()) return false;
+    stacks.states = m_States.data();
+    stacks.values = m_Values.data();
+    return true;
+}
+
+bool Driver::Grow() {
+    if (m_nCapacity >= static_cast<size_t>(kMaxStackDepth)) {
+        if (!m_Tree.HasError()) m_Tree.SetError("parser stack overflow");
+        return false;
+    }
     m_nCapacity = std::min(m_nCapacity * 2, static_cast<size_t>(kMaxStackDepth));
     m_States.resize(m_nCapacity);
     m_Values.resize(m_nCapacity);
+    return true;
 }
 
-template <bool kDebug> int Driver::Run() {
-    const GrammarTables& t = m_Tables;
-    const int16_t* const pact = t.pact;
-    const int16_t* const defact = t.defact;
-    const int16_t* const pgoto = t.pgoto;
-    const int16_t* const defgoto = t.defgoto;
-    const int16_t* const table = t.table;
-    const int16_t* const check = t.check;
-    const int16_t* const r1 = t.r1;
-    const int16_t* const r2 = t.r2;
-    const int pactNinf = t.pactNinf;
-    const int tableNinf = t.tableNinf;
-    const int last = t.last;
-    const int ntokens = t.ntokens;
-    const int finalState = t.finalState;
+// Reads the next token: returns its code (kEndOfInput at the end) and sets its symbol.
+inline int Driver::ReadToken(int& symbol) {
+    const int code = m_Scanner.yylex();
+    const int lookahead = code <= 0 ? kEndOfInput : code;
+    symbol = SymbolOfTokenCode(lookahead);
+    return lookahead;
+}
 
-    PrepareStacks();
-    int16_t* states = m_States.data();
-    CSQLNode** values = m_Values.data();
-    size_t depth = 0;
-    TraceRecorder trace(m_Trace);
-    if (kDebug) std::fprintf(stderr, "Starting parse\n");
+int Driver::ReadTokenTraced(int& symbol) {
+    std::fprintf(stderr, "Reading a token: ");
+    const int lookahead = ReadToken(symbol);
+    if (lookahead == kEndOfInput)
+        std::fprintf(stderr, "Now at end of input.\n");
+    else
+        std::fprintf(stderr, "Next token is %d (%s)\n", lookahead, SymbolName(symbol));
+    return lookahead;
+}
 
-    int lookahead = kNoLookahead;
-    int symbol = 0;
-    int state = 0;
-    CSQLNode* pending = nullptr; // value pushed with the next state
-    for (;;) {
-        // Push the state and its value; the stacks hold at most kMaxStackDepth - 1.
-        states[depth] = static_cast<int16_t>(state);
-        values[depth] = pending;
-        ++depth;
-        if (kDebug) std::fprintf(stderr, "Entering state %d\n", state);
-        if (depth >= m_nCapacity) {
-            if (m_nCapacity >= static_cast<size_t>(kMaxStackDepth)) {
-                if (!m_Tree.HasError()) m_Tree.SetError("parser stack overflow");
-                return PARSE_STACK_EXHAUSTED;
-            }
-            Grow();
-            states = m_States.data();
-            values = m_Values.data();
-            if (kDebug) std::fprintf(stderr, "Stack size increased to %d\n", static_cast<int>(m_nCapacity));
-        }
+// Pops the right-hand side of a rule and returns the rule's value: the value the rule
+// hands up, or what its action builds.
+inline CSQLNode* Driver::Reduce(int rule, int length, int handedUp, Stacks& stacks) {
+    const size_t first = stacks.depth - static_cast<size_t>(length);
+    CSQLNode* value = handedUp < 0 ? RunAction(rule, stacks.values + first, m_Tree)
+                      : handedUp   ? stacks.values[first + static_cast<size_t>(handedUp) - 1]
+                                   : nullptr;
+    stacks.depth = first;
+    m_pLastValue = value;
+    return value;
+}
 
-        int ruleIndex;
-        const int base = pact[state];
-        if (base == pactNinf) {
-            ruleIndex = defact[state];
-        } else {
-            if (lookahead == kNoLookahead) {
-                if (kDebug) std::fprintf(stderr, "Reading a token: ");
-                const int code = m_Scanner.yylex();
-                lookahead = code <= 0 ? kEndOfInput : code;
-                symbol = SymbolOfTokenCode(lookahead);
-                if (kDebug) {
-                    if (lookahead == kEndOfInput)
-                        std::fprintf(stderr, "Now at end of input.\n");
-                    else
-                        std::fprintf(stderr, "Next token is %d (%s)\n", lookahead, SymbolName(symbol));
-                }
-            }
-            const int index = base + symbol;
-            if (symbol >= ntokens || index < 0 || index > last || check[index] != symbol) {
-                ruleIndex = defact[state];
-            } else {
-                const int action = table[index];
-                if (action == finalState) return PARSE_ACCEPTED;
-                if (action > 0) {
-                    if (kDebug) std::fprintf(stderr, "Shifting token %d (%s), ", lookahead, SymbolName(symbol));
-                    trace.Add(symbol);
-                    if (lookahead != kEndOfInput) lookahead = kNoLookahead;
-                    state = action;
-                    pending = nullptr;
-                    continue;
-                }
-                ruleIndex = action == tableNinf ? 0 : -action;
-            }
-        }
-        if (ruleIndex == 0) {
-            trace.Sync(); // the report reads the trace
-            ReportSyntaxError(state);
-            if (kDebug) DebugStack("Error: state stack now", depth);
-            return PARSE_SYNTAX_ERROR;
-        }
-
-        // Reduce: run the rule's action over the values of its right-hand side, pop them
-        // and go to the state for the left-hand symbol.
-        const int rule = ruleIndex - 1;
-        const int length = r2[ruleIndex];
-        const size_t first = depth - static_cast<size_t>(length);
-        trace.Add(-rule);
-        if (kDebug) {
-            std::fprintf(stderr, "Reducing via rule %d (line %d), ", rule, t.rline[ruleIndex]);
-            for (size_t i = first; i < depth; ++i)
-                std::fprintf(stderr, "%s ", SymbolName(OurSymbol(t.stos[states[i]])));
-            std::fprintf(stderr, " -> %s\n", SymbolName(OurSymbol(r1[ruleIndex])));
-        }
-        const int handedUp = kHandedUpValue[rule];
-        CSQLNode* value = handedUp < 0 ? RunAction(rule, values + first, length, m_Tree)
-                          : handedUp ? values[first + static_cast<size_t>(handedUp) - 1]
-                                     : nullptr;
-        depth = first;
-        m_pLastValue = value;
-        pending = value;
-        const int lhs = r1[ruleIndex] - ntokens;
-        const int top = states[depth - 1];
-        const int index = pgoto[lhs] + top;
-        state = index >= 0 && index <= last && check[index] == top ? table[index] : defgoto[lhs];
-        if (kDebug) DebugStack("state stack now", depth);
-    }
+int Driver::SyntaxError(TraceRecorder& trace, int state) {
+    trace.Sync(); // the report reads the trace
+    ReportSyntaxError(state);
+    return PARSE_SYNTAX_ERROR;
 }
 
 int Driver::RunDense() {
@@ -233,42 +189,22 @@ int Driver::RunDense() {
     const int32_t* const chains = d.chains.data();
     const DenseTables::Rule* const rules = d.rules.data();
     const int columns = d.columns;
-    const int lastColumn = columns - 1;
     const int finalState = m_Tables.finalState;
 
-    PrepareStacks();
-    int16_t* states = m_States.data();
-    CSQLNode** values = m_Values.data();
-    size_t depth = 0;
+    Stacks stacks = PrepareStacks();
     TraceRecorder trace(m_Trace);
-
     int lookahead = kNoLookahead;
     int symbol = 0;
     const int16_t* row = nullptr; // the lookahead's column of the action table
     int state = 0;
     CSQLNode* pending = nullptr; // value pushed with the next state
     for (;;) {
-        // Push the state and its value; the stacks hold at most kMaxStackDepth - 1.
-        states[depth] = static_cast<int16_t>(state);
-        values[depth] = pending;
-        ++depth;
-        if (depth >= m_nCapacity) {
-            if (m_nCapacity >= static_cast<size_t>(kMaxStackDepth)) {
-                if (!m_Tree.HasError()) m_Tree.SetError("parser stack overflow");
-                return PARSE_STACK_EXHAUSTED;
-            }
-            Grow();
-            states = m_States.data();
-            values = m_Values.data();
-        }
-
+        if (!Push(stacks, state, pending)) return PARSE_STACK_EXHAUSTED;
         int action = defaultOnly[state];
         if (action == DenseTables::kReadsLookahead) {
             if (lookahead == kNoLookahead) {
-                const int code = m_Scanner.yylex();
-                lookahead = code <= 0 ? kEndOfInput : code;
-                symbol = SymbolOfTokenCode(lookahead);
-                row = actions + (symbol < lastColumn ? symbol : lastColumn);
+                lookahead = ReadToken(symbol);
+                row = actions + std::min(symbol, columns - 1);
             }
             action = row[state * columns];
             if (action > 0) {
@@ -280,36 +216,66 @@ int Driver::RunDense() {
                 continue;
             }
         }
-        if (action == 0) {
-            trace.Sync(); // the report reads the trace
-            ReportSyntaxError(state);
-            return PARSE_SYNTAX_ERROR;
-        }
+        if (action == 0) return SyntaxError(trace, state);
 
-        // Reduce: run the rule's action over the values of its right-hand side, pop them
-        // and go to the state for the left-hand symbol.
-        const int ruleIndex = -action;
-        const int rule = ruleIndex - 1;
-        const DenseTables::Rule info = rules[ruleIndex];
-        const size_t first = depth - static_cast<size_t>(info.length);
-        trace.Add(-rule);
-        const int handedUp = info.handedUp;
-        CSQLNode* value = handedUp < 0 ? RunAction(rule, values + first, info.length, m_Tree)
-                          : handedUp ? values[first + static_cast<size_t>(handedUp) - 1]
-                                     : nullptr;
-        depth = first;
-        m_pLastValue = value;
-        pending = value;
-        const int top = states[depth - 1];
-        // A chain follows only a reduction of at least one symbol (see DenseTables), so
-        // each of its states would have been pushed no deeper than the state just popped:
-        // none of those pushes could have met the stack limit.
-        state = gotos[info.gotoRow + top];
+        // Reduce by rule index -action (rule -action - 1) and go to the state for its
+        // left-hand symbol.
+        const DenseTables::Rule info = rules[-action];
+        trace.Add(action + 1);
+        pending = Reduce(-action - 1, info.length, info.handedUp, stacks);
+        state = gotos[info.gotoRow + stacks.states[stacks.depth - 1]];
         if (state < 0) {
+            // A chain follows only a reduction of at least one symbol (see DenseTables),
+            // so each of its states would have been pushed no deeper than the state just
+            // popped: none of those pushes could have met the stack limit.
             const int32_t* entry = chains - state;
             state = *entry;
             while (*++entry) trace.Add(*entry);
         }
+    }
+}
+
+int Driver::RunDebug() {
+    const GrammarTables& t = m_Tables;
+    Stacks stacks = PrepareStacks();
+    TraceRecorder trace(m_Trace);
+    std::fprintf(stderr, "Starting parse\n");
+    int lookahead = kNoLookahead;
+    int symbol = 0;
+    int state = 0;
+    CSQLNode* pending = nullptr; // value pushed with the next state
+    for (;;) {
+        std::fprintf(stderr, "Entering state %d\n", state);
+        const size_t capacity = m_nCapacity;
+        if (!Push(stacks, state, pending)) return PARSE_STACK_EXHAUSTED;
+        if (m_nCapacity != capacity) std::fprintf(stderr, "Stack size increased to %d\n", int(m_nCapacity));
+
+        int action = -t.defact[state];
+        if (t.pact[state] != t.pactNinf) {
+            if (lookahead == kNoLookahead) lookahead = ReadTokenTraced(symbol);
+            action = CompressedAction(t, state, symbol);
+            if (action == t.finalState) return PARSE_ACCEPTED;
+            if (action > 0) {
+                std::fprintf(stderr, "Shifting token %d (%s), ", lookahead, SymbolName(symbol));
+                trace.Add(symbol);
+                if (lookahead != kEndOfInput) lookahead = kNoLookahead;
+                state = action;
+                pending = nullptr;
+                continue;
+            }
+        }
+        if (action == 0) {
+            SyntaxError(trace, state);
+            DebugStack("Error: state stack now", stacks.depth);
+            return PARSE_SYNTAX_ERROR;
+        }
+
+        const int ruleIndex = -action;
+        trace.Add(-(ruleIndex - 1));
+        DebugReduction(ruleIndex, stacks);
+        pending = Reduce(ruleIndex - 1, t.r2[ruleIndex], kHandedUpValue[ruleIndex - 1], stacks);
+        state = CompressedGoto(t, t.r1[ruleIndex] - t.ntokens, stacks.states[stacks.depth - 1]);
+        DebugStack("state stack now", stacks.depth);
     }
 }
 
@@ -356,6 +322,14 @@ void Driver::ReportSyntaxError(int state) {
     m_Tree.SetError(report);
 }
 
+void Driver::DebugReduction(int ruleIndex, const Stacks& stacks) const {
+    const GrammarTables& t = m_Tables;
+    std::fprintf(stderr, "Reducing via rule %d (line %d), ", ruleIndex - 1, t.rline[ruleIndex]);
+    for (size_t i = stacks.depth - static_cast<size_t>(t.r2[ruleIndex]); i < stacks.depth; ++i)
+        std::fprintf(stderr, "%s ", SymbolName(OurSymbol(t.stos[stacks.states[i]])));
+    std::fprintf(stderr, " -> %s\n", SymbolName(OurSymbol(t.r1[ruleIndex])));
+}
+
 void Driver::DebugStack(const char* title, size_t depth) const {
     std::fprintf(stderr, "%s", title);
     for (size_t i = 0; i < depth; ++i) std::fprintf(stderr, " %d", m_States[i]);
@@ -365,7 +339,6 @@ void Driver::DebugStack(const char* title, size_t depth) const {
 } // namespace
 
 std::string FormatTrace(const std::vector<int32_t>& trace) {
-    const GrammarTables& tables = GetGrammarTables();
     std::string text;
     std::vector<int> symbols; // the parse's symbol stack, replayed
     bool afterShift = false;
@@ -377,9 +350,8 @@ std::string FormatTrace(const std::vector<int32_t>& trace) {
             afterShift = true;
             continue;
         }
-        const int ruleIndex = -entry + 1;
-        const size_t length = static_cast<size_t>(tables.r2[ruleIndex]);
-        const int lhs = OurSymbol(tables.r1[ruleIndex]);
+        const size_t length = static_cast<size_t>(kRuleLength[-entry]);
+        const int lhs = kRuleLeftSide[-entry];
         if (afterShift) text += "\n";
         afterShift = false;
         if (length > 0 && length <= symbols.size()) {
@@ -398,5 +370,5 @@ std::string FormatTrace(const std::vector<int32_t>& trace) {
 
 int yyparse(CParseTree* tree, CSQLScanner* scanner) {
     Driver driver(*tree, *scanner);
-    return yydebug ? driver.Run<true>() : driver.RunDense();
+    return yydebug ? driver.RunDebug() : driver.RunDense();
 }

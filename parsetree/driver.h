@@ -22,12 +22,13 @@ extern int yydebug;
 constexpr int kInitialStackDepth = 200;
 constexpr int kMaxStackDepth = 10000;
 
-// Runs the tree-building action of rule (1 to 210) over the values of its right-hand
-// symbols; returns the rule's value. Defined in actions.cpp.
-CSQLNode* RunAction(int rule, CSQLNode* const* rhs, int length, CParseTree& tree);
+// Runs the tree-building action of a rule (by its number) over the values of its
+// right-hand symbols; returns the rule's value. Defined in actions.cpp.
+CSQLNode* RunAction(int rule, CSQLNode* const* rhs, CParseTree& tree);
 
 // Per rule: which right-hand value the rule hands up without an action of its own (from
-// 1; 0 for null), or -1 when RunAction must run. Defined in actions.cpp.
+// 1; 0 for null), or -1 when RunAction must run. Generated from scanner/sql.y with the
+// actions' dispatch.
 extern const int8_t kHandedUpValue[];
 
 // Turns a recorded trace into the text of the report's trace section.

@@ -26,7 +26,6 @@ struct GrammarTables {
     int nstates;
     int pactNinf;
     int tableNinf;
-    int maxUserToken;
     const char* const* names; // bison's own symbol names
 };
 

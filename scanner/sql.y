@@ -1,9 +1,24 @@
-/* The SQL grammar: 210 rules over 95 tokens and 74 nonterminals, start symbol Command.
+/* The SQL grammar: its tokens, nonterminals and rules, start symbol Command, and the
+ * tree-building action of each rule, written beside it.
  *
- * This file only defines the language and its parse tables. The tables are driven by
- * our own parser driver (parsetree/driver.cpp), which runs the tree-building action of
- * each rule by its number (parsetree/actions.cpp); bison's own yyparse is not used.
- * Keep the rule order: the rule numbers 1 to 210 are the keys of those actions.
+ * This file is the only place where the rules, their order and their actions are kept.
+ * At build time scanner/grammar.py reads it and writes
+ *   - the grammar without its actions, from which bison generates the parse tables in
+ *     the scanner layer (bison's own yyparse is not used);
+ *   - the symbol names and numbers, the rule count and each rule's left-hand symbol and
+ *     length, for the driver, the trace and the error report (scanner layer);
+ *   - the action dispatch by rule number and the table of the values rules hand up
+ *     unchanged, for the parser driver (parse tree layer, parsetree/driver.cpp).
+ * So the scanner layer never sees the actions, and the parse tree layer takes them from
+ * here. The tests check the generated facts against bison's tables.
+ *
+ * An action reads { $$ = Call($1, $3); }: the call names a small function of
+ * TreeActions (parsetree/actions.cpp), and $k is the value of the k-th right-hand symbol,
+ * which must be a nonterminal (tokens carry no value; a leaf node takes the token just
+ * scanned). { $$ = $k; } hands a value up unchanged, { $$ = nullptr; } hands up null, and
+ * an alternative without an action hands up $1, or null when it is empty; the driver hands
+ * those values up without running an action. Rules are numbered in the order written, as
+ * bison numbers them; the numbers appear only in the generated files and the debug trace.
  */
 
 %require "3.5"
@@ -51,12 +66,12 @@ static void sql_error(const char*) {}
 %nterm Number Float String TimeStampLiteral DateLiteral TimeLiteral
 
 /* Precedence, lowest first.
- * - UNION ALL (rule 5, marked EVAL_PRIORITY) yields to any following set operator, so
+ * - UNION ALL (marked EVAL_PRIORITY) yields to any following set operator, so
  *   A UNION ALL B op C reads A UNION ALL (B op C); UNION, INTERSECT and EXCEPT group
  *   to the left on one level.
  * - TOP yields to a following number: that number is TOP's count.
  * - A join keyword after a complete join reduces first (joins group to the left); the
- *   empty join condition (rule 101, marked JOIN) reduces before another join keyword,
+ *   empty join condition (marked JOIN) reduces before another join keyword,
  *   but ON and USING are shifted, so they belong to the nearest join on their left.
  * - Conditions: OR < AND < NOT; arithmetic: + - < * / < unary minus. */
 %precedence EVAL_PRIORITY
@@ -82,357 +97,395 @@ static void sql_error(const char*) {}
 %%
 
 Command
-    : SQL_Statement                                         /* 1 */
-    | DDL_Statement                                         /* 2 */
-    | SetOperations_Statement                               /* 3 */
+    : SQL_Statement                                         { $$ = Root($1); }
+    | DDL_Statement                                         { $$ = Root($1); }
+    | SetOperations_Statement                               { $$ = Root($1); }
     ;
 SetOperations_Statement
-    : SetOperand UNION SetOperand                           /* 4 */
-    | SetOperand UNION ALL SetOperand %prec EVAL_PRIORITY   /* 5 */
-    | SetOperand INTERSECT SetOperand                       /* 6 */
-    | SetOperand EXCEPT SetOperand                          /* 7 */
+    : SetOperand UNION SetOperand                           { $$ = Union($1, $3); }
+    | SetOperand UNION ALL SetOperand %prec EVAL_PRIORITY   { $$ = UnionAll($1, $4); }
+    | SetOperand INTERSECT SetOperand                       { $$ = Intersect($1, $3); }
+    | SetOperand EXCEPT SetOperand                          { $$ = Except($1, $3); }
     ;
 SetOperand
-    : SetOperations_Statement                               /* 8 */
-    | SQL_Statement                                         /* 9 */
-    | %empty                                                /* 10 */
-    | LEFTPAREN SetOperand RIGHTPAREN                       /* 11 */
+    : SetOperations_Statement
+    | SQL_Statement
+    | %empty
+    | LEFTPAREN SetOperand RIGHTPAREN                       { $$ = $2; }
     ;
 SQL_Statement
-    : SELECT Top AllDistinct SelectElementList FROM TableReferenceList WhereClause GroupByClause HavingClause OrderClause LimitClause  /* 12 */
-    | SELECT Top AllDistinct STAR FROM TableReferenceList WhereClause GroupByClause HavingClause OrderClause LimitClause               /* 13 */
-    | TableReferenceList WhereClause GroupByClause HavingClause OrderClause    /* 14 */
-    | SQL_DELETE FROM Identifier WhereClause                /* 15 */
-    | UPDATE Identifier SET UpdateList WhereClause          /* 16 */
-    | INSERT INTO Identifier InsertColSpec VALUES LEFTPAREN InsertValueList RIGHTPAREN  /* 17 */
+    : SELECT Top AllDistinct SelectElementList FROM TableReferenceList
+          WhereClause GroupByClause HavingClause OrderClause LimitClause
+                                                            { $$ = Select($2, $3, $4, $6, $7, $8, $9, $10, $11); }
+    | SELECT Top AllDistinct STAR FROM TableReferenceList
+          WhereClause GroupByClause HavingClause OrderClause LimitClause
+                                                            { $$ = SelectStar($2, $3, $6, $7, $8, $9, $10, $11); }
+    | TableReferenceList WhereClause GroupByClause HavingClause OrderClause
+                                                            { $$ = TableQuery($1, $2, $3, $4, $5); }
+    | SQL_DELETE FROM Identifier WhereClause                { $$ = Delete($3, $4); }
+    | UPDATE Identifier SET UpdateList WhereClause          { $$ = Update($2, $4, $5); }
+    | INSERT INTO Identifier InsertColSpec VALUES LEFTPAREN InsertValueList RIGHTPAREN
+                                                            { $$ = Insert($3, $4, $7); }
     ;
 DDL_Statement
-    : CREATE TABLE Identifier LEFTPAREN ColDataTypeList RIGHTPAREN  /* 18 */
-    | DROP TABLE Identifier                                 /* 19 */
+    : CREATE TABLE Identifier LEFTPAREN ColDataTypeList RIGHTPAREN
+                                                            { $$ = CreateTable($3, $5); }
+    | DROP TABLE Identifier                                 { $$ = DropTable($3); }
     ;
 AllDistinct
-    : %empty                                                /* 20 */
-    | ALL                                                   /* 21 */
-    | DISTINCT                                              /* 22 */
+    : %empty
+    | ALL                                                   { $$ = nullptr; }
+    | DISTINCT                                              { $$ = Distinct(); }
     ;
 Top
-    : %empty                                                /* 23 */
-    | TOP                                                   /* 24 */
-    | TOP Number                                            /* 25 */
-    | TOP Number PERCENT                                    /* 26 */
-    | TOP Float PERCENT                                     /* 27 */
+    : %empty
+    | TOP                                                   { $$ = Top(nullptr); }
+    | TOP Number                                            { $$ = Top($2); }
+    | TOP Number PERCENT                                    { $$ = TopPercent($2); }
+    | TOP Float PERCENT                                     { $$ = TopPercent($2); }
     ;
 LimitClause
-    : %empty                                                /* 28 */
-    | LIMIT Number                                          /* 29 */
-    | LIMIT Number COMMA Number                             /* 30 */
+    : %empty
+    | LIMIT Number                                          { $$ = LimitCount($2); }
+    | LIMIT Number COMMA Number                             { $$ = Limit($2, $4); }
     ;
 SelectElementList
-    : SelectExpressionAsName                                /* 31 */
-    | SelectElementList COMMA SelectExpressionAsName        /* 32 */
+    : SelectExpressionAsName
+    | SelectElementList COMMA SelectExpressionAsName        { $$ = Append($1, $3); }
     ;
 SelectExpressionAsName
-    : SelectExpression                                      /* 33 */
-    | SelectExpression AS Identifier_QuotesAllowed          /* 34 */
-    | SelectExpression AS STRING_VALUE                      /* 35 */
+    : SelectExpression
+    | SelectExpression AS Identifier_QuotesAllowed          { $$ = ColumnAlias($1, $3); }
+    | SelectExpression AS STRING_VALUE                      { $$ = StringColumnAlias($1); }
     ;
 InsertColSpec
-    : LEFTPAREN ColList RIGHTPAREN                          /* 36 */
-    | %empty                                                /* 37 */
+    : LEFTPAREN ColList RIGHTPAREN                          { $$ = $2; }
+    | %empty
     ;
 ColList
-    : ColName                                               /* 38 */
-    | ColList COMMA ColName                                 /* 39 */
+    : ColName
+    | ColList COMMA ColName                                 { $$ = Append($1, $3); }
     ;
 InsertValueList
-    : ConstantExpression                                    /* 40 */
-    | InsertValueList COMMA ConstantExpression              /* 41 */
+    : ConstantExpression
+    | InsertValueList COMMA ConstantExpression              { $$ = Append($1, $3); }
     ;
 WhereClause
-    : %empty                                                /* 42 */
-    | WHERE WhereConditions                                 /* 43 */
+    : %empty
+    | WHERE WhereConditions                                 { $$ = $2; }
     ;
 ConstantExpression
-    : Value                                                 /* 44 */
-    | MINUS ConstantExpression %prec UNARYMINUS             /* 45 */
-    | ConstantExpression PLUS ConstantExpression            /* 46 */
-    | ConstantExpression MINUS ConstantExpression           /* 47 */
-    | ConstantExpression DIVIDE ConstantExpression          /* 48 */
-    | ConstantExpression STAR ConstantExpression            /* 49 */
-    | LEFTPAREN ConstantExpression RIGHTPAREN               /* 50 */
+    : Value
+    | MINUS ConstantExpression %prec UNARYMINUS             { $$ = Negative($2); }
+    | ConstantExpression PLUS ConstantExpression            { $$ = Plus($1, $3); }
+    | ConstantExpression MINUS ConstantExpression           { $$ = Minus($1, $3); }
+    | ConstantExpression DIVIDE ConstantExpression          { $$ = Divide($1, $3); }
+    | ConstantExpression STAR ConstantExpression            { $$ = Multiply($1, $3); }
+    | LEFTPAREN ConstantExpression RIGHTPAREN               { $$ = $2; }
     ;
 UpdateList
-    : UpdateValue                                           /* 51 */
-    | UpdateList COMMA UpdateValue                          /* 52 */
+    : UpdateValue
+    | UpdateList COMMA UpdateValue                          { $$ = Append($1, $3); }
     ;
 UpdateValue
-    : ColName EQUALS ValueOrColNameExpression               /* 53 */
+    : ColName EQUALS ValueOrColNameExpression               { $$ = UpdateValue($1, $3); }
     ;
 NotIn
-    : NOT SQL_IN                                            /* 54 */
+    : NOT SQL_IN                                            { $$ = nullptr; }
     ;
 NotBetween
-    : NOT BETWEEN                                           /* 55 */
+    : NOT BETWEEN                                           { $$ = nullptr; }
     ;
 NotLike
-    : NOT LIKE                                              /* 56 */
+    : NOT LIKE                                              { $$ = nullptr; }
     ;
 WhereConditions
-    : WherePredicate                                        /* 57 */
-    | WhereConditions OR WhereConditions                    /* 58 */
-    | WhereConditions AND WhereConditions                   /* 59 */
-    | NOT WhereConditions                                   /* 60 */
-    | LEFTPAREN WhereConditions RIGHTPAREN                  /* 61 */
+    : WherePredicate
+    | WhereConditions OR WhereConditions                    { $$ = Or($1, $3); }
+    | WhereConditions AND WhereConditions                   { $$ = And($1, $3); }
+    | NOT WhereConditions                                   { $$ = Not($2); }
+    | LEFTPAREN WhereConditions RIGHTPAREN                  { $$ = $2; }
     ;
 WherePredicate
-    : ValueOrColNameExpression EQUALS ValueOrColNameExpression          /* 62 */
-    | ValueOrColNameExpression NOT_EQUALS ValueOrColNameExpression      /* 63 */
-    | ValueOrColNameExpression LESS ValueOrColNameExpression            /* 64 */
-    | ValueOrColNameExpression MORE ValueOrColNameExpression            /* 65 */
-    | ValueOrColNameExpression LESS_EQUALS ValueOrColNameExpression     /* 66 */
-    | ValueOrColNameExpression MORE_EQUALS ValueOrColNameExpression     /* 67 */
-    | ValueOrColNameExpression IS NOT SQL_NULL                          /* 68 */
-    | ValueOrColNameExpression IS SQL_NULL                              /* 69 */
-    | ColName NotIn LEFTPAREN ValueOrColNameExpressionList RIGHTPAREN   /* 70 */
-    | ValueOrColNameExpression SQL_IN LEFTPAREN ValueOrColNameExpressionList RIGHTPAREN  /* 71 */
-    | ColName NotBetween ValueOrColNameExpression AND ValueOrColNameExpression          /* 72 */
-    | ValueOrColNameExpression BETWEEN ValueOrColNameExpression AND ValueOrColNameExpression  /* 73 */
-    | ColName NotLike String                                /* 74 */
-    | ColName LIKE String                                   /* 75 */
-    | CASESTATE                                             /* 76 */
+    : ValueOrColNameExpression EQUALS ValueOrColNameExpression
+                                                            { $$ = Equals($1, $3); }
+    | ValueOrColNameExpression NOT_EQUALS ValueOrColNameExpression
+                                                            { $$ = NotEquals($1, $3); }
+    | ValueOrColNameExpression LESS ValueOrColNameExpression
+                                                            { $$ = Less($1, $3); }
+    | ValueOrColNameExpression MORE ValueOrColNameExpression
+                                                            { $$ = More($1, $3); }
+    | ValueOrColNameExpression LESS_EQUALS ValueOrColNameExpression
+                                                            { $$ = LessEquals($1, $3); }
+    | ValueOrColNameExpression MORE_EQUALS ValueOrColNameExpression
+                                                            { $$ = MoreEquals($1, $3); }
+    | ValueOrColNameExpression IS NOT SQL_NULL              { $$ = IsNotNull($1); }
+    | ValueOrColNameExpression IS SQL_NULL                  { $$ = IsNull($1); }
+    | ColName NotIn LEFTPAREN ValueOrColNameExpressionList RIGHTPAREN
+                                                            { $$ = NotInList($1, $4); }
+    | ValueOrColNameExpression SQL_IN LEFTPAREN ValueOrColNameExpressionList RIGHTPAREN
+                                                            { $$ = InList($1, $4); }
+    | ColName NotBetween ValueOrColNameExpression AND ValueOrColNameExpression
+                                                            { $$ = NotBetween($1, $3, $5); }
+    | ValueOrColNameExpression BETWEEN ValueOrColNameExpression AND ValueOrColNameExpression
+                                                            { $$ = Between($1, $3, $5); }
+    | ColName NotLike String                                { $$ = NotLike($1, $3); }
+    | ColName LIKE String                                   { $$ = Like($1, $3); }
+    | CASESTATE                                             { $$ = CaseState(); }
     ;
 ColName
-    : TableName DOT Identifier_QuotesAllowedOrStar          /* 77 */
-    | Identifier_QuotesAllowed                              /* 78 */
+    : TableName DOT Identifier_QuotesAllowedOrStar          { $$ = QualifiedColumn($1, $3); }
+    | Identifier_QuotesAllowed                              { $$ = Column($1); }
     ;
 TableName
-    : IDENTIFIER                                            /* 79 */
-    | DQ_STRING_VALUE                                       /* 80 */
-    | BRACKETED_VALUE                                       /* 81 */
-    | STRING_VALUE                                          /* 82 */
+    : IDENTIFIER                                            { $$ = PlainTableName(); }
+    | DQ_STRING_VALUE                                       { $$ = QuotedTableName(); }
+    | BRACKETED_VALUE                                       { $$ = BracketedTableName(); }
+    | STRING_VALUE                                          { $$ = StringTableName(); }
     ;
 TableReferenceList
-    : TableReference                                        /* 83 */
-    | TableReferenceList COMMA TableReference               /* 84 */
+    : TableReference
+    | TableReferenceList COMMA TableReference               { $$ = Append($1, $3); }
     ;
 TableReference
-    : TableName                                             /* 85 */
-    | TableName AS Identifier                               /* 86 */
-    | TableName Identifier                                  /* 87 */
-    | JoinedTable                                           /* 88 */
+    : TableName
+    | TableName AS Identifier                               { $$ = TableAlias($1, $3); }
+    | TableName Identifier                                  { $$ = ImplicitTableAlias($1, $2); }
+    | JoinedTable
     ;
 JoinedTable
-    : TableReference CROSS JOIN TableReference              /* 89 */
-    | TableReference NATURAL JoinType TableReference        /* 90 */
-    | TableReference JoinType TableReference JoinCondition  /* 91 */
-    | LEFTPAREN JoinedTable RIGHTPAREN                      /* 92 */
+    : TableReference CROSS JOIN TableReference              { $$ = CrossJoin($1, $4); }
+    | TableReference NATURAL JoinType TableReference        { $$ = NaturalJoin($1, $3, $4); }
+    | TableReference JoinType TableReference JoinCondition  { $$ = Join($1, $2, $3, $4); }
+    | LEFTPAREN JoinedTable RIGHTPAREN                      { $$ = $2; }
     ;
 OptionalOuter
-    : %empty                                                /* 93 */
-    | OUTER                                                 /* 94 */
+    : %empty
+    | OUTER                                                 { $$ = nullptr; }
     ;
 JoinType
-    : JOIN                                                  /* 95 */
-    | INNER JOIN                                            /* 96 */
-    | OUTER JOIN                                            /* 97 */
-    | LEFT OptionalOuter JOIN                               /* 98 */
-    | RIGHT OptionalOuter JOIN                              /* 99 */
-    | FULL OptionalOuter JOIN                               /* 100 */
+    : JOIN                                                  { $$ = InnerJoin(); }
+    | INNER JOIN                                            { $$ = InnerJoin(); }
+    | OUTER JOIN                                            { $$ = FullJoin(); }
+    | LEFT OptionalOuter JOIN                               { $$ = LeftJoin(); }
+    | RIGHT OptionalOuter JOIN                              { $$ = RightJoin(); }
+    | FULL OptionalOuter JOIN                               { $$ = FullJoin(); }
     ;
 JoinCondition
-    : %empty %prec JOIN                                     /* 101 */
-    | ON WhereConditions                                    /* 102 */
-    | USING LEFTPAREN UnqualifiedColumnNameList RIGHTPAREN  /* 103 */
+    : %empty %prec JOIN
+    | ON WhereConditions                                    { $$ = JoinOn($2); }
+    | USING LEFTPAREN UnqualifiedColumnNameList RIGHTPAREN  { $$ = JoinUsing($3); }
     ;
 UnqualifiedColumnNameList
-    : UnqualifiedColumnName                                 /* 104 */
-    | UnqualifiedColumnNameList COMMA UnqualifiedColumnName /* 105 */
+    : UnqualifiedColumnName
+    | UnqualifiedColumnNameList COMMA UnqualifiedColumnName
+                                                            { $$ = Append($1, $3); }
     ;
 UnqualifiedColumnName
-    : TableName                                             /* 106 */
+    : TableName
     ;
 Identifier
-    : IDENTIFIER                                            /* 107 */
+    : IDENTIFIER                                            { $$ = PlainIdentifier(); }
     ;
 Identifier_QuotesAllowed
-    : Identifier                                            /* 108 */
-    | DQ_STRING_VALUE                                       /* 109 */
-    | BRACKETED_VALUE                                       /* 110 */
+    : Identifier
+    | DQ_STRING_VALUE                                       { $$ = QuotedIdentifier(); }
+    | BRACKETED_VALUE                                       { $$ = BracketedIdentifier(); }
     ;
 Identifier_QuotesAllowedOrStar
-    : Identifier_QuotesAllowed                              /* 111 */
-    | STAR                                                  /* 112 */
+    : Identifier_QuotesAllowed
+    | STAR                                                  { $$ = Star(); }
     ;
 SelectExpression
-    : SelectExpressionItem                                  /* 113 */
-    | MINUS SelectExpression %prec UNARYMINUS               /* 114 */
-    | SelectExpression PLUS SelectExpression                /* 115 */
-    | SelectExpression MINUS SelectExpression               /* 116 */
-    | SelectExpression DIVIDE SelectExpression              /* 117 */
-    | SelectExpression STAR SelectExpression                /* 118 */
-    | LEFTPAREN SelectExpression RIGHTPAREN                 /* 119 */
+    : SelectExpressionItem
+    | MINUS SelectExpression %prec UNARYMINUS               { $$ = Negative($2); }
+    | SelectExpression PLUS SelectExpression                { $$ = Plus($1, $3); }
+    | SelectExpression MINUS SelectExpression               { $$ = Minus($1, $3); }
+    | SelectExpression DIVIDE SelectExpression              { $$ = Divide($1, $3); }
+    | SelectExpression STAR SelectExpression                { $$ = Multiply($1, $3); }
+    | LEFTPAREN SelectExpression RIGHTPAREN                 { $$ = $2; }
     ;
 SelectExpressionItem
-    : ValueOrColName                                        /* 120 */
-    | Aggregate                                             /* 121 */
-    | Function                                              /* 122 */
-    | CaseExpression                                        /* 123 */
+    : ValueOrColName
+    | Aggregate
+    | Function
+    | CaseExpression
     ;
 ValueOrColName
-    : Value                                                 /* 124 */
-    | ColName                                               /* 125 */
+    : Value
+    | ColName
     ;
 ValueOrColNameExpression
-    : ValueOrColName                                        /* 126 */
-    | Aggregate                                             /* 127 */
-    | Function                                              /* 128 */
-    | CaseExpression                                        /* 129 */
-    | MINUS ValueOrColNameExpression %prec UNARYMINUS       /* 130 */
-    | ValueOrColNameExpression PLUS ValueOrColNameExpression    /* 131 */
-    | ValueOrColNameExpression MINUS ValueOrColNameExpression   /* 132 */
-    | ValueOrColNameExpression DIVIDE ValueOrColNameExpression  /* 133 */
-    | ValueOrColNameExpression STAR ValueOrColNameExpression    /* 134 */
-    | LEFTPAREN ValueOrColNameExpression RIGHTPAREN         /* 135 */
+    : ValueOrColName
+    | Aggregate
+    | Function
+    | CaseExpression
+    | MINUS ValueOrColNameExpression %prec UNARYMINUS       { $$ = Negative($2); }
+    | ValueOrColNameExpression PLUS ValueOrColNameExpression
+                                                            { $$ = Plus($1, $3); }
+    | ValueOrColNameExpression MINUS ValueOrColNameExpression
+                                                            { $$ = Minus($1, $3); }
+    | ValueOrColNameExpression DIVIDE ValueOrColNameExpression
+                                                            { $$ = Divide($1, $3); }
+    | ValueOrColNameExpression STAR ValueOrColNameExpression
+                                                            { $$ = Multiply($1, $3); }
+    | LEFTPAREN ValueOrColNameExpression RIGHTPAREN         { $$ = $2; }
     ;
 ValueOrColNameExpressionList
-    : ValueOrColNameExpression                              /* 136 */
-    | ValueOrColNameExpressionList COMMA ValueOrColNameExpression  /* 137 */
+    : ValueOrColNameExpression
+    | ValueOrColNameExpressionList COMMA ValueOrColNameExpression
+                                                            { $$ = Append($1, $3); }
     ;
 CaseExpression
-    : CaseAbbreviation                                      /* 138 */
-    | CaseSpecification                                     /* 139 */
+    : CaseAbbreviation
+    | CaseSpecification
     ;
 CaseAbbreviation
-    : IF LEFTPAREN WhereConditions COMMA ValueOrColNameExpression COMMA ValueOrColNameExpression RIGHTPAREN  /* 140 */
-    | NULLIF LEFTPAREN ValueOrColNameExpression COMMA ValueOrColNameExpression RIGHTPAREN  /* 141 */
-    | COALESCE LEFTPAREN CoalesceItemList RIGHTPAREN        /* 142 */
+    : IF LEFTPAREN WhereConditions COMMA ValueOrColNameExpression COMMA ValueOrColNameExpression RIGHTPAREN
+                                                            { $$ = If($3, $5, $7); }
+    | NULLIF LEFTPAREN ValueOrColNameExpression COMMA ValueOrColNameExpression RIGHTPAREN
+                                                            { $$ = NullIf($3, $5); }
+    | COALESCE LEFTPAREN CoalesceItemList RIGHTPAREN        { $$ = Coalesce($3); }
     ;
 CoalesceItemList
-    : ValueOrColNameExpression                              /* 143 */
-    | CoalesceItemList COMMA ValueOrColNameExpression       /* 144 */
+    : ValueOrColNameExpression                              { $$ = FirstCoalesceItem($1); }
+    | CoalesceItemList COMMA ValueOrColNameExpression       { $$ = CoalesceItem($1, $3); }
     ;
 CaseSpecification
-    : SimpleCaseClause                                      /* 145 */
-    | SearchedCaseClause                                    /* 146 */
+    : SimpleCaseClause
+    | SearchedCaseClause
     ;
 SearchedCaseClause
-    : CASE SearchedWhenList END                             /* 147 */
-    | CASE SearchedWhenList ElseClause END                  /* 148 */
+    : CASE SearchedWhenList END                             { $$ = SearchedCase($2, nullptr); }
+    | CASE SearchedWhenList ElseClause END                  { $$ = SearchedCase($2, $3); }
     ;
 SearchedWhenList
-    : SearchedWhenCondition                                 /* 149 */
-    | SearchedWhenList SearchedWhenCondition                /* 150 */
+    : SearchedWhenCondition
+    | SearchedWhenList SearchedWhenCondition                { $$ = WhenList($1, $2); }
     ;
 SearchedWhenCondition
-    : WHEN WhereConditions THEN ValueOrColNameExpression    /* 151 */
+    : WHEN WhereConditions THEN ValueOrColNameExpression    { $$ = SearchedWhen($2, $4); }
     ;
 SimpleCaseClause
-    : CASE ValueOrColNameExpression SimpleWhenList END      /* 152 */
-    | CASE ValueOrColNameExpression SimpleWhenList ElseClause END  /* 153 */
+    : CASE ValueOrColNameExpression SimpleWhenList END      { $$ = SimpleCase($2, $3, nullptr); }
+    | CASE ValueOrColNameExpression SimpleWhenList ElseClause END
+                                                            { $$ = SimpleCase($2, $3, $4); }
     ;
 SimpleWhenList
-    : SimpleWhenCondition                                   /* 154 */
-    | SimpleWhenList SimpleWhenCondition                    /* 155 */
+    : SimpleWhenCondition
+    | SimpleWhenList SimpleWhenCondition                    { $$ = WhenList($1, $2); }
     ;
 SimpleWhenCondition
-    : WHEN ValueOrColNameExpression THEN ValueOrColNameExpression  /* 156 */
+    : WHEN ValueOrColNameExpression THEN ValueOrColNameExpression
+                                                            { $$ = SimpleWhen($2, $4); }
     ;
 ElseClause
-    : ELSE ValueOrColNameExpression                         /* 157 */
+    : ELSE ValueOrColNameExpression                         { $$ = Else($2); }
     ;
 GroupByClause
-    : %empty                                                /* 158 */
-    | SQL_GROUP BY GroupColList                             /* 159 */
+    : %empty
+    | SQL_GROUP BY GroupColList                             { $$ = $3; }
     ;
 GroupColList
-    : GroupColItem                                          /* 160 */
-    | GroupColList COMMA GroupColItem                       /* 161 */
+    : GroupColItem
+    | GroupColList COMMA GroupColItem                       { $$ = Append($1, $3); }
     ;
 GroupColItem
-    : ColName                                               /* 162 */
-    | Number                                                /* 163 */
+    : ColName
+    | Number
     ;
 HavingClause
-    : %empty                                                /* 164 */
-    | HAVING WhereConditions                                /* 165 */
+    : %empty
+    | HAVING WhereConditions                                { $$ = $2; }
     ;
 OrderClause
-    : %empty                                                /* 166 */
-    | ORDER BY OrderColList                                 /* 167 */
+    : %empty
+    | ORDER BY OrderColList                                 { $$ = $3; }
     ;
 OrderColList
-    : OrderCol                                              /* 168 */
-    | OrderColList COMMA OrderCol                           /* 169 */
+    : OrderCol
+    | OrderColList COMMA OrderCol                           { $$ = Append($1, $3); }
     ;
 OrderCol
-    : OrderColItem                                          /* 170 */
-    | OrderColItem ASC                                      /* 171 */
-    | OrderColItem DESC                                     /* 172 */
+    : OrderColItem                                          { $$ = OrderAsc($1); }
+    | OrderColItem ASC                                      { $$ = OrderAsc($1); }
+    | OrderColItem DESC                                     { $$ = OrderDesc($1); }
     ;
 OrderColItem
-    : ColName                                               /* 173 */
-    | Number                                                /* 174 */
+    : ColName
+    | Number
     ;
 Value
-    : LiteralValue                                          /* 175 */
+    : LiteralValue
     ;
 Function
-    : MathFunction                                          /* 176 */
-    | DateFunction                                          /* 177 */
+    : MathFunction
+    | DateFunction
     ;
 MathFunction
-    : ABS LEFTPAREN ValueOrColNameExpression RIGHTPAREN     /* 178 */
-    | ROUND LEFTPAREN ValueOrColNameExpression RIGHTPAREN   /* 179 */
-    | ROUND LEFTPAREN ValueOrColNameExpression COMMA Number RIGHTPAREN  /* 180 */
+    : ABS LEFTPAREN ValueOrColNameExpression RIGHTPAREN     { $$ = Abs($3); }
+    | ROUND LEFTPAREN ValueOrColNameExpression RIGHTPAREN   { $$ = Round($3); }
+    | ROUND LEFTPAREN ValueOrColNameExpression COMMA Number RIGHTPAREN
+                                                            { $$ = Round($3, $5); }
     ;
 DateFunction
-    : GETDATE LEFTPAREN RIGHTPAREN                          /* 181 */
+    : GETDATE LEFTPAREN RIGHTPAREN                          { $$ = GetDate(); }
     ;
 Aggregate
-    : AggregateFunction LEFTPAREN AllDistinct ValueOrColNameExpression RIGHTPAREN  /* 182 */
-    | COUNT LEFTPAREN AllDistinct ValueOrColNameExpression RIGHTPAREN  /* 183 */
-    | COUNT LEFTPAREN STAR RIGHTPAREN                       /* 184 */
+    : AggregateFunction LEFTPAREN AllDistinct ValueOrColNameExpression RIGHTPAREN
+                                                            { $$ = Aggregate($1, $3, $4); }
+    | COUNT LEFTPAREN AllDistinct ValueOrColNameExpression RIGHTPAREN
+                                                            { $$ = Count($3, $4); }
+    | COUNT LEFTPAREN STAR RIGHTPAREN                       { $$ = CountStar(); }
     ;
 AggregateFunction
-    : SUM                                                   /* 185 */
-    | AVG                                                   /* 186 */
-    | MAX                                                   /* 187 */
-    | MIN                                                   /* 188 */
-    | STDEV                                                 /* 189 */
-    | FIRST                                                 /* 190 */
-    | LAST                                                  /* 191 */
-    | VAR                                                   /* 192 */
+    : SUM                                                   { $$ = Sum(); }
+    | AVG                                                   { $$ = Avg(); }
+    | MAX                                                   { $$ = Max(); }
+    | MIN                                                   { $$ = Min(); }
+    | STDEV                                                 { $$ = StDev(); }
+    | FIRST                                                 { $$ = First(); }
+    | LAST                                                  { $$ = Last(); }
+    | VAR                                                   { $$ = Var(); }
     ;
 ColDataTypeList
-    : Identifier DataType                                   /* 193 */
-    | ColDataTypeList COMMA Identifier DataType             /* 194 */
+    : Identifier DataType                                   { $$ = ColumnDefinition($1, $2); }
+    | ColDataTypeList COMMA Identifier DataType             { $$ = AppendColumnDefinition($1, $3, $4); }
     ;
 DataType
-    : CHAR_DATATYPE LEFTPAREN Number RIGHTPAREN             /* 195 */
-    | INTEGER_DATATYPE                                      /* 196 */
-    | FLOAT_DATATYPE                                        /* 197 */
-    | SMALLINT_DATATYPE                                     /* 198 */
+    : CHAR_DATATYPE LEFTPAREN Number RIGHTPAREN             { $$ = CharType($3); }
+    | INTEGER_DATATYPE                                      { $$ = IntegerType(); }
+    | FLOAT_DATATYPE                                        { $$ = FloatType(); }
+    | SMALLINT_DATATYPE                                     { $$ = SmallIntType(); }
     ;
 LiteralValue
-    : Number                                                /* 199 */
-    | Float                                                 /* 200 */
-    | String                                                /* 201 */
-    | TimeStampLiteral                                      /* 202 */
-    | TimeLiteral                                           /* 203 */
-    | DateLiteral                                           /* 204 */
+    : Number
+    | Float
+    | String
+    | TimeStampLiteral
+    | TimeLiteral
+    | DateLiteral
     ;
-Number          : NUMBER_VALUE    ;                         /* 205 */
-Float           : FLOAT_VALUE     ;                         /* 206 */
-String          : STRING_VALUE    ;                         /* 207 */
-TimeStampLiteral: TIMESTAMP_VALUE ;                         /* 208 */
-DateLiteral     : DATE_VALUE      ;                         /* 209 */
-TimeLiteral     : TIME_VALUE      ;                         /* 210 */
+Number          : NUMBER_VALUE                              { $$ = NumberValue(); } ;
+Float           : FLOAT_VALUE                               { $$ = FloatValue(); } ;
+String          : STRING_VALUE                              { $$ = StringValue(); } ;
+TimeStampLiteral: TIMESTAMP_VALUE                           { $$ = TimeStampValue(); } ;
+DateLiteral     : DATE_VALUE                                { $$ = DateValue(); } ;
+TimeLiteral     : TIME_VALUE                                { $$ = TimeValue(); } ;
 
 %%
 
 #include "scanner/grammar_tables.h"
 
 #include <vector>
+
+#include "scanner/symbols.h"
+
+// The numbering scanner/grammar.py derived from this file agrees with bison's (which
+// counts its own start rule and $accept as well).
+static_assert(YYNTOKENS == kTerminalCount, "terminal count");
+static_assert(YYNNTS == kNonterminalCount + 1, "nonterminal count");
+static_assert(YYNRULES == kRuleCount + 1, "rule count");
 
 namespace {
 
@@ -451,8 +504,7 @@ struct OwnedTables {
         view = GrammarTables{pact.data(),  defact.data(), pgoto.data(), defgoto.data(), table.data(),
                              check.data(), stos.data(),   r1.data(),    r2.data(),      rline.data(),
                              translate.data(), YYFINAL,   YYLAST,       YYNTOKENS,      YYNNTS,
-                             YYNRULES,     YYNSTATES,     YYPACT_NINF,  YYTABLE_NINF,   YYMAXUTOK,
-                             yytname};
+                             YYNRULES,     YYNSTATES,     YYPACT_NINF,  YYTABLE_NINF,   yytname};
     }
 };
 

@@ -1,18 +1,12 @@
 // Symbol numbers and names of the grammar as the parse trace and the error report print
-// them: 0 to 97 terminals (token code - 255), 98 to 171 nonterminals, 172 the empty name.
+// them, generated from sql.y (see grammar_symbols.h), and the mapping of token codes.
 #pragma once
 
-constexpr int kSymbolCount = 173;
-constexpr int kTerminalCount = 98;
-constexpr int kFirstNonterminal = 98;
-constexpr int kLastTokenCode = 352;
-constexpr int kRuleCount = 210;
-
-extern const char* const kSymbolNames[kSymbolCount];
+#include "scanner/grammar_symbols.h"
 
 // External token code (as yylex returns it) to symbol number.
 inline int SymbolOfTokenCode(int code) {
-    if (code >= 258 && code <= kLastTokenCode) return code - 255;
+    if (code >= kFirstTokenCode && code <= kLastTokenCode) return code - kFirstTokenCode + kFirstTokenSymbol;
     if (code <= 0) return 0;
     if (code == 256) return 1;
     if (code > kLastTokenCode) return kSymbolCount - 1;

@@ -2,74 +2,34 @@
 // precedence table groups ambiguous input (seen through tree shapes).
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 #include "helpers.h"
-#include "parsetree/driver.h"
 #include "scanner/grammar_tables.h"
 #include "scanner/symbols.h"
 
 namespace {
 
-TEST(Grammar, SymbolNumbersMatchTheGeneratedTables) {
+// The numbering and names generated from sql.y must be bison's (whose counts sql.y checks
+// at compile time): every rule's left-hand symbol and length (bison keeps rule n at index
+// n + 1 and numbers nonterminals one above ours, after its $accept), every symbol name and
+// the translation of every token code.
+TEST(Grammar, GeneratedFactsMatchBisonsTables) {
     const GrammarTables& g = GetGrammarTables();
-    EXPECT_EQ(g.ntokens, kTerminalCount);
-    EXPECT_EQ(g.nnts, 74 + 1);       // plus bison's $accept
-    EXPECT_EQ(g.nrules, kRuleCount + 1); // plus bison's start rule
-    // Terminals share numbers; bison's nonterminals are one above ours.
-    for (int s = 3; s < kTerminalCount; ++s) EXPECT_STREQ(g.names[s], kSymbolNames[s]) << s;
-    EXPECT_STREQ(g.names[kTerminalCount], "$accept");
-    for (int s = kFirstNonterminal; s < kSymbolCount - 1; ++s) EXPECT_STREQ(g.names[s + 1], kSymbolNames[s]) << s;
-    EXPECT_STREQ(kSymbolNames[0], "$");
-    EXPECT_STREQ(kSymbolNames[2], "$undefined.");
-    EXPECT_STREQ(kSymbolNames[172], "");
-    // Rule 1 is Command -> SQL_Statement: bison keeps it at index 2 with Command's number.
-    EXPECT_EQ(g.r1[2], kFirstNonterminal + 1);
-    EXPECT_EQ(g.r2[13], 11); // rule 12, the full SELECT
-}
-
-// The driver skips the action of a rule that only hands up a right-hand value. For every
-// rule, run its action over distinct operand nodes: a rule listed as handing up value k
-// must return operand k (null for 0) and change nothing else; a rule listed as needing its
-// action must not be one of those.
-TEST(Grammar, RulesThatHandUpAValueMatchTheirActions) {
-    const GrammarTables& g = GetGrammarTables();
-    CParseTree scratch;
     for (int rule = 1; rule <= kRuleCount; ++rule) {
-        const int length = g.r2[rule + 1];
-        CSQLNode operands[12];
-        CSQLNode* rhs[12];
-        for (int i = 0; i < 12; ++i) rhs[i] = &operands[i];
-        scratch.Reset();
-        CSQLNode* value = RunAction(rule, rhs, length, scratch);
-        bool unchanged = scratch.Nodes().GetSize() == 0 && scratch.Tokens().GetSize() == 0 && !scratch.GetRoot() &&
-                         scratch.NamedNodes().GetCount() == 0;
-        for (const CSQLNode& n : operands)
-            unchanged = unchanged && !n.m_pLeft && !n.m_pRight && !n.m_pNext && !n.m_pAttach && !n.m_pToken;
-        int handedUp = -1;
-        if (unchanged) {
-            if (!value) handedUp = 0;
-            for (int k = 1; k <= length; ++k)
-                if (value == rhs[k - 1]) handedUp = k;
-        }
-        EXPECT_EQ(kHandedUpValue[rule], handedUp) << "rule " << rule;
+        EXPECT_EQ(kRuleLeftSide[rule], g.r1[rule + 1] - 1) << "rule " << rule;
+        EXPECT_EQ(kRuleLength[rule], g.r2[rule + 1]) << "rule " << rule;
     }
-}
-
-TEST(Grammar, TokenCodesTranslateToSymbols) {
-    const GrammarTables& g = GetGrammarTables();
-    for (int code = 258; code <= kLastTokenCode; ++code) {
-        EXPECT_EQ(SymbolOfTokenCode(code), code - 255);
-        EXPECT_EQ(SymbolOfTokenCode(code), g.translate[code]) << code;
-    }
-    EXPECT_EQ(SymbolOfTokenCode(0), 0);
-    EXPECT_EQ(SymbolOfTokenCode(-7), 0);
-    EXPECT_EQ(SymbolOfTokenCode(256), 1);
-    EXPECT_EQ(SymbolOfTokenCode(65), 2);
-    EXPECT_EQ(SymbolOfTokenCode(257), 2);
-    EXPECT_EQ(SymbolOfTokenCode(353), 172);
-    EXPECT_EQ(SymbolOfTokenCode(100000), 172);
+    // Our own names for the end of input, undefined codes and codes beyond the last token.
+    EXPECT_STREQ(kSymbolNames[0], "$");
+    EXPECT_STREQ(kSymbolNames[1], g.names[1]);
+    EXPECT_STREQ(kSymbolNames[2], "$undefined.");
+    EXPECT_STREQ(kSymbolNames[kSymbolCount - 1], "");
+    for (int s = 3; s < kSymbolCount - 1; ++s)
+        EXPECT_STREQ(kSymbolNames[s], g.names[s < kFirstNonterminal ? s : s + 1]) << s;
+    for (int code = -1; code <= kLastTokenCode + 1; ++code)
+        EXPECT_EQ(SymbolOfTokenCode(code), code > kLastTokenCode ? kSymbolCount - 1 : g.translate[code < 0 ? 0 : code])
+            << code;
 }
 
 TEST(Grammar, Accepted) {
