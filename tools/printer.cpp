@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <vector>
 
+#include "platform/utf.h"
+
 namespace {
 
 const char* const kStatementTypes[] = {"UNKNOWN", "UPDATE", "SELECT", "INSERT", "DELETE", "CREATETABLE", "DROPTABLE",
@@ -16,23 +18,7 @@ template <size_t N> const char* Name(const char* const (&names)[N], long value) 
     return value >= 0 && static_cast<size_t>(value) < N ? names[value] : "?";
 }
 
-std::string Utf8(BSTR text) {
-    std::string out;
-    for (UINT i = 0; i < SysStringLen(text); ++i) {
-        unsigned c = text[i];
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    return out;
-}
+std::string Utf8(BSTR text) { return Utf16ToUtf8(text, SysStringLen(text)); }
 
 std::string Take(BSTR text) {
     std::string s = Utf8(text);
