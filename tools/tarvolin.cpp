@@ -22,6 +22,11 @@
 
 namespace {
 
+// Exit statuses: every statement accepted, some rejected, the tool itself could not run.
+constexpr int kExitAccepted = 0;
+constexpr int kExitRejected = 1;
+constexpr int kExitFailure = 2;
+
 struct Options {
     bool json = false, quiet = false, tree = false, tokens = false;
     const char* file = nullptr;
@@ -31,7 +36,7 @@ struct Options {
 
 int Usage() {
     std::cerr << "usage: tarvolin [--json] [-q] [--tree] [--tokens] [-f FILE] [STATEMENT]\n";
-    return 2;
+    return kExitFailure;
 }
 
 std::string ErrorDescription() {
@@ -102,7 +107,7 @@ int main(int argc, char** argv) {
     }
     if (FAILED(hr)) {
         std::cerr << "tarvolin: cannot create the parser\n";
-        return 2;
+        return kExitFailure;
     }
     CParseTree tree;
     bool allAccepted = true;
@@ -111,7 +116,7 @@ int main(int argc, char** argv) {
         if (!in) {
             std::cerr << "tarvolin: cannot open " << options.file << "\n";
             parser->Release();
-            return 2;
+            return kExitFailure;
         }
         std::string line;
         for (long n = 1; std::getline(in, line); ++n) {
@@ -128,5 +133,5 @@ int main(int argc, char** argv) {
         allAccepted = ParseOne(parser, tree, options, options.statement, 0);
     }
     parser->Release();
-    return allAccepted ? 0 : 1;
+    return allAccepted ? kExitAccepted : kExitRejected;
 }
