@@ -1,6 +1,7 @@
 #include "tools/walker.h"
 
 #include <cstddef>
+#include <set>
 #include <type_traits>
 #include <vector>
 
@@ -288,6 +289,7 @@ private:
         const Property* end;
         const ListAccess* list;    // FRAME_ELEMENTS: the next index and the last one
         LONG index, count;
+        IUnknown* identity;        // FRAME_END_OBJECT: the object's key in m_Open
     };
 
     bool PushProperties(IDispatch* object, const Shape& shape);
@@ -297,6 +299,9 @@ private:
 
     CModelVisitor& m_Visitor;
     std::vector<Frame> m_Frames;
+    // The objects being walked (by their IUnknown identity), from the outermost to the
+    // current one: an object that holds one of them is not walked into again.
+    std::set<IUnknown*> m_Open;
 };
 
 // Frames run last in, first out: the end of the object first, then its shapes' properties
@@ -320,13 +325,16 @@ void CWalk::Object(const char* name, IDispatch* object) {
             break;
         }
     }
-    if (!shapes[0]) {
+    IUnknown* identity = nullptr;
+    if (shapes[0] && SUCCEEDED(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity))))
+        identity->Release(); // a key only: the frame below holds the object
+    if (!shapes[0] || !m_Open.insert(identity).second) {
         object->Release();
-        m_Visitor.Text(name, "<object>");
+        m_Visitor.Text(name, shapes[0] ? "<cycle>" : "<object>");
         return;
     }
     m_Visitor.BeginObject(name, object);
-    m_Frames.push_back({FRAME_END_OBJECT, object, nullptr, nullptr, nullptr, 0, 0});
+    m_Frames.push_back({FRAME_END_OBJECT, object, nullptr, nullptr, nullptr, 0, 0, identity});
     if (shapes[1]) PushProperties(object, *shapes[1]);
     PushProperties(object, *shapes[0]);
 }
@@ -334,7 +342,8 @@ void CWalk::Object(const char* name, IDispatch* object) {
 bool CWalk::PushProperties(IDispatch* object, const Shape& shape) {
     IUnknown* self = nullptr;
     if (FAILED(object->QueryInterface(*shape.iid, reinterpret_cast<void**>(&self)))) return false;
-    m_Frames.push_back({FRAME_PROPERTIES, self, shape.properties, shape.properties + shape.count, nullptr, 0, 0});
+    m_Frames.push_back(
+        {FRAME_PROPERTIES, self, shape.properties, shape.properties + shape.count, nullptr, 0, 0, nullptr});
     return true;
 }
 
@@ -351,7 +360,7 @@ void CWalk::Report(const char* name, unsigned flags, Value& value) {
         LONG count = 0;
         value.list->count(value.object, &count);
         m_Visitor.BeginList(name, count < 0 ? 0 : count);
-        m_Frames.push_back({FRAME_ELEMENTS, value.object, nullptr, nullptr, value.list, 1, count});
+        m_Frames.push_back({FRAME_ELEMENTS, value.object, nullptr, nullptr, value.list, 1, count, nullptr});
         return;
     }
     }
@@ -389,6 +398,7 @@ void CWalk::Step() {
         return;
     }
     const FRAME_KIND kind = frame.kind;
+    if (kind == FRAME_END_OBJECT) m_Open.erase(frame.identity);
     frame.self->Release();
     m_Frames.pop_back();
     if (kind == FRAME_ELEMENTS) m_Visitor.EndList();

@@ -34,7 +34,9 @@ public:
     virtual void EndList() = 0;
 
     // A text property in UTF-8. A list element that is not an object of the model is a
-    // text too: "<empty>" when it holds no object, "<object>" for an unknown object.
+    // text too: "<empty>" when it holds no object, "<object>" for an unknown object, and
+    // "<cycle>" for an object that is being walked already (a host can push a stack into
+    // itself).
     virtual void Text(const char* name, const std::string& utf8) = 0;
     // A numeric or boolean property, or an enumeration value without a name table.
     virtual void Number(const char* name, double value) = 0;

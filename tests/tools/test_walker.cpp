@@ -292,6 +292,50 @@ TEST_F(WalkerTest, ElementsThatAreNoModelObjects) {
     stack->Release();
 }
 
+TEST_F(WalkerTest, AnObjectThatHoldsItselfIsNotWalkedIntoAgain) {
+    Walk("SELECT a FROM t WHERE b = 1");
+    ISelectStmt* select = nullptr;
+    ASSERT_EQ(m_pParser->get_SelectStmt(&select), S_OK);
+    IGenericStack* where = nullptr;
+    select->get_WhereExpressionStack(&where);
+    // The statement in its own WHERE stack, and the stack in itself.
+    VARIANT v;
+    VariantInit(&v);
+    V_VT(&v) = VT_DISPATCH;
+    V_DISPATCH(&v) = select;
+    ASSERT_EQ(where->Push(v), S_OK);
+    V_DISPATCH(&v) = where;
+    ASSERT_EQ(where->Push(v), S_OK);
+
+    CRecorder r;
+    WalkStatement(m_pParser, r);
+    EXPECT_TRUE(r.Closed());
+    EXPECT_EQ(r.At("SelectStmt.WhereExpressionStack.Items[4]"), "<cycle>");
+    EXPECT_EQ(r.At("SelectStmt.WhereExpressionStack.Items[5]"), "<cycle>");
+    // Walked from the stack, the statement is new and only its stack repeats.
+    CRecorder fromStack;
+    WalkObject(where, fromStack);
+    EXPECT_EQ(fromStack.At("Items[4].SelectExpressionList[1].Items[1].ColumnName"), "a");
+    EXPECT_EQ(fromStack.At("Items[4].WhereExpressionStack"), "<cycle>");
+    EXPECT_EQ(fromStack.At("Items[5]"), "<cycle>");
+    // The same object twice side by side is walked twice.
+    cGenericStack* pair = nullptr;
+    ASSERT_EQ(cGenericStack::CreateInstance(&pair), S_OK);
+    pair->AddRef();
+    V_DISPATCH(&v) = select;
+    ASSERT_EQ(pair->Push(v), S_OK);
+    ASSERT_EQ(pair->Push(v), S_OK);
+    CRecorder twice;
+    WalkObject(pair->Dispatch(), twice);
+    EXPECT_EQ(twice.At("Items[1].SelectExpressionList[1].Items[1].ColumnName"), "a");
+    EXPECT_EQ(twice.At("Items[2].SelectExpressionList[1].Items[1].ColumnName"), "a");
+    pair->Release();
+    select->Release();
+    // Emptied, so that the cycles go before the objects do.
+    for (VARIANT popped; VariantInit(&popped), where->Pop(&popped) == S_OK;) VariantClear(&popped);
+    where->Release();
+}
+
 TEST_F(WalkerTest, TheWalkGivesBackEveryReferenceItTakes) {
     Walk("SELECT a FROM t1 INNER JOIN t2 ON t1.a = t2.b WHERE c = 1 ORDER BY a");
     IGenericStack* where = WhereStack();
