@@ -61,88 +61,132 @@ void EmitAggregate(cGenericStack* stack, const CSQLNode* node, AGGREGATE_FUNCTIO
     });
 }
 
-// Operands: one item, children not visited. Returns false for a node that is not one.
-bool EmitOperand(const CSQLNode* node, cGenericStack* stack) {
-    switch (node->m_nKind) {
-    case NODE_KIND_NUMBER: EmitLiteral(stack, node, PARSER_DATATYPE_INTEGER); return true;
-    case NODE_KIND_FLOAT: EmitLiteral(stack, node, PARSER_DATATYPE_FLOAT); return true;
-    case NODE_KIND_STRING: EmitLiteral(stack, node, PARSER_DATATYPE_STRING); return true;
-    case NODE_KIND_TIMESTAMP: EmitLiteral(stack, node, PARSER_DATATYPE_TIMESTAMP); return true;
-    case NODE_KIND_DATE: EmitLiteral(stack, node, PARSER_DATATYPE_DATE); return true;
-    case NODE_KIND_TIME: EmitLiteral(stack, node, PARSER_DATATYPE_TIME); return true;
-    case NODE_KIND_COLUMN:
-        Emit<cColumnIdent>(stack, [&](cColumnIdent* item) { FillColumnIdent(node, item); });
-        return true;
-    case NODE_KIND_NULL: Emit<cNullExpression>(stack, [](cNullExpression*) {}); return true;
-    case NODE_KIND_STAR: Emit<cSelectStarExpression>(stack, [](cSelectStarExpression*) {}); return true;
-    default: return false;
-    }
+// The item class a node kind converts to. Operands are one item whose node's children are
+// not visited; operators and markers are emitted after their children.
+enum ITEM_CLASS : uint8_t {
+    ITEM_CLASS_NONE, // no item of its own: a container whose children are not visited
+    // operands
+    ITEM_CLASS_LITERAL,
+    ITEM_CLASS_COLUMN,
+    ITEM_CLASS_NULL,
+    ITEM_CLASS_STAR,
+    // operators and markers
+    ITEM_CLASS_COMPARE,
+    ITEM_CLASS_BOOL,
+    ITEM_CLASS_ARIT,
+    ITEM_CLASS_AGGREGATE,
+    ITEM_CLASS_MATH,
+    ITEM_CLASS_DATE,
+    ITEM_CLASS_CASESTATE,
+    ITEM_CLASS_CONDITIONAL,
+};
+
+struct ItemOfKind {
+    ITEM_CLASS itemClass;
+    int32_t value; // the item's enumeration value (a literal's data type); unused for the others
+};
+
+struct KindEntry {
+    NODE_KIND kind;
+    ItemOfKind item;
+};
+
+// Every node kind that converts to an item; any other kind converts to nothing.
+constexpr KindEntry kItemsOfKinds[] = {
+    {NODE_KIND_NUMBER, {ITEM_CLASS_LITERAL, PARSER_DATATYPE_INTEGER}},
+    {NODE_KIND_FLOAT, {ITEM_CLASS_LITERAL, PARSER_DATATYPE_FLOAT}},
+    {NODE_KIND_STRING, {ITEM_CLASS_LITERAL, PARSER_DATATYPE_STRING}},
+    {NODE_KIND_TIMESTAMP, {ITEM_CLASS_LITERAL, PARSER_DATATYPE_TIMESTAMP}},
+    {NODE_KIND_DATE, {ITEM_CLASS_LITERAL, PARSER_DATATYPE_DATE}},
+    {NODE_KIND_TIME, {ITEM_CLASS_LITERAL, PARSER_DATATYPE_TIME}},
+    {NODE_KIND_COLUMN, {ITEM_CLASS_COLUMN, 0}},
+    {NODE_KIND_NULL, {ITEM_CLASS_NULL, 0}},
+    {NODE_KIND_STAR, {ITEM_CLASS_STAR, 0}},
+    {NODE_KIND_NOT, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_NOT}},
+    {NODE_KIND_EQUALS, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_EQUALS}},
+    {NODE_KIND_NOT_EQUALS, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_NOT_EQUALS}},
+    {NODE_KIND_MORE, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_MORE}},
+    {NODE_KIND_LESS, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_LESS}},
+    {NODE_KIND_MORE_EQUALS, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_MOREEQUALS}},
+    {NODE_KIND_LESS_EQUALS, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_LESSEQUALS}},
+    {NODE_KIND_IS, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_IS}},
+    {NODE_KIND_IS_NOT, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_ISNOT}},
+    {NODE_KIND_LIKE, {ITEM_CLASS_COMPARE, COMPARE_OPERATOR_LIKE}},
+    {NODE_KIND_AND, {ITEM_CLASS_BOOL, BOOL_OPERATOR_AND}},
+    {NODE_KIND_OR, {ITEM_CLASS_BOOL, BOOL_OPERATOR_OR}},
+    {NODE_KIND_PLUS, {ITEM_CLASS_ARIT, ARIT_OPERATOR_PLUS}},
+    {NODE_KIND_MINUS, {ITEM_CLASS_ARIT, ARIT_OPERATOR_MINUS}},
+    {NODE_KIND_DIVIDE, {ITEM_CLASS_ARIT, ARIT_OPERATOR_DIVIDE}},
+    {NODE_KIND_MULTIPLY, {ITEM_CLASS_ARIT, ARIT_OPERATOR_MULTIPLY}},
+    {NODE_KIND_SUM, {ITEM_CLASS_AGGREGATE, AGGREGATE_FUNCTION_SUM}},
+    {NODE_KIND_COUNT, {ITEM_CLASS_AGGREGATE, AGGREGATE_FUNCTION_COUNT}},
+    {NODE_KIND_MIN, {ITEM_CLASS_AGGREGATE, AGGREGATE_FUNCTION_MIN}},
+    {NODE_KIND_MAX, {ITEM_CLASS_AGGREGATE, AGGREGATE_FUNCTION_MAX}},
+    {NODE_KIND_AVG, {ITEM_CLASS_AGGREGATE, AGGREGATE_FUNCTION_AVG}},
+    {NODE_KIND_STDEV, {ITEM_CLASS_AGGREGATE, AGGREGATE_FUNCTION_STDEV}},
+    {NODE_KIND_FIRST, {ITEM_CLASS_AGGREGATE, AGGREGATE_FUNCTION_FIRST}},
+    {NODE_KIND_LAST, {ITEM_CLASS_AGGREGATE, AGGREGATE_FUNCTION_LAST}},
+    {NODE_KIND_VAR, {ITEM_CLASS_AGGREGATE, AGGREGATE_FUNCTION_VAR}},
+    {NODE_KIND_ABS, {ITEM_CLASS_MATH, MATH_FUNCTION_ABS}},
+    {NODE_KIND_ROUND, {ITEM_CLASS_MATH, MATH_FUNCTION_ROUND}},
+    {NODE_KIND_GETDATE, {ITEM_CLASS_DATE, DATE_FUNCTION_GETDATE}},
+    {NODE_KIND_CASESTATE, {ITEM_CLASS_CASESTATE, 0}},
+    {NODE_KIND_SIMPLE_CASE, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_CASE_SIMPLE}},
+    {NODE_KIND_SEARCHED_CASE, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_CASE_SEARCHED}},
+    {NODE_KIND_SIMPLE_WHEN, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_WHEN_SIMPLE}},
+    {NODE_KIND_SEARCHED_WHEN, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_WHEN_SEARCHED}},
+    {NODE_KIND_ELSE, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_ELSE}},
+    {NODE_KIND_CASE_END, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_END}},
+    {NODE_KIND_NULLIF, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_NULLIF}},
+    {NODE_KIND_IF, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_IF}},
+    {NODE_KIND_COALESCE_BEGIN, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_COALESCE_BEGIN}},
+    {NODE_KIND_COALESCE_ITEM, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_COALESCE_ITEM}},
+    {NODE_KIND_COALESCE_END, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_COALESCE_END}},
+    {NODE_KIND_CASE_CONTAINER, {ITEM_CLASS_CONDITIONAL, CONDITIONALSTATEMENT_CONTAINER}},
+};
+
+// The entries spread over an array indexed by node kind, so a conversion reads one element.
+constexpr size_t kKindCount = NODE_KIND_UNSET + 1;
+struct KindTable {
+    ItemOfKind items[kKindCount];
+};
+
+constexpr KindTable MakeKindTable() {
+    KindTable table{};
+    for (const KindEntry& entry : kItemsOfKinds) table.items[entry.kind] = entry.item;
+    return table;
 }
 
-// Operators and markers: true when the node kind has an item (emitted after its children).
-bool IsOperator(int kind) {
-    switch (kind) {
-    case NODE_KIND_NOT: case NODE_KIND_EQUALS: case NODE_KIND_NOT_EQUALS: case NODE_KIND_MORE:
-    case NODE_KIND_LESS: case NODE_KIND_MORE_EQUALS: case NODE_KIND_LESS_EQUALS: case NODE_KIND_IS:
-    case NODE_KIND_IS_NOT: case NODE_KIND_LIKE: case NODE_KIND_AND: case NODE_KIND_OR: case NODE_KIND_PLUS:
-    case NODE_KIND_MINUS: case NODE_KIND_DIVIDE: case NODE_KIND_MULTIPLY: case NODE_KIND_SUM:
-    case NODE_KIND_COUNT: case NODE_KIND_MIN: case NODE_KIND_MAX: case NODE_KIND_AVG: case NODE_KIND_STDEV:
-    case NODE_KIND_FIRST: case NODE_KIND_LAST: case NODE_KIND_VAR: case NODE_KIND_ABS: case NODE_KIND_ROUND:
-    case NODE_KIND_GETDATE: case NODE_KIND_CASESTATE: case NODE_KIND_SIMPLE_CASE: case NODE_KIND_SEARCHED_CASE:
-    case NODE_KIND_SIMPLE_WHEN: case NODE_KIND_SEARCHED_WHEN: case NODE_KIND_ELSE: case NODE_KIND_CASE_END:
-    case NODE_KIND_NULLIF: case NODE_KIND_IF: case NODE_KIND_COALESCE_BEGIN: case NODE_KIND_COALESCE_ITEM:
-    case NODE_KIND_COALESCE_END: case NODE_KIND_CASE_CONTAINER:
-        return true;
-    default: return false;
-    }
+constexpr KindTable kKindTable = MakeKindTable();
+
+ItemOfKind ItemOf(int32_t kind) {
+    return kind >= 0 && static_cast<size_t>(kind) < kKindCount ? kKindTable.items[kind] : ItemOfKind{};
 }
 
-void EmitOperator(const CSQLNode* node, cGenericStack* stack) {
-    switch (node->m_nKind) {
-    case NODE_KIND_NOT: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_NOT); break;
-    case NODE_KIND_EQUALS: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_EQUALS); break;
-    case NODE_KIND_NOT_EQUALS: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_NOT_EQUALS); break;
-    case NODE_KIND_MORE: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_MORE); break;
-    case NODE_KIND_LESS: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_LESS); break;
-    case NODE_KIND_MORE_EQUALS: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_MOREEQUALS); break;
-    case NODE_KIND_LESS_EQUALS: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_LESSEQUALS); break;
-    case NODE_KIND_IS: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_IS); break;
-    case NODE_KIND_IS_NOT: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_ISNOT); break;
-    case NODE_KIND_LIKE: EmitKind<cCompareOperator>(stack, COMPARE_OPERATOR_LIKE); break;
-    case NODE_KIND_AND: EmitKind<cBoolOperator>(stack, BOOL_OPERATOR_AND); break;
-    case NODE_KIND_OR: EmitKind<cBoolOperator>(stack, BOOL_OPERATOR_OR); break;
-    case NODE_KIND_PLUS: EmitKind<cAritOperator>(stack, ARIT_OPERATOR_PLUS); break;
-    case NODE_KIND_MINUS: EmitKind<cAritOperator>(stack, ARIT_OPERATOR_MINUS); break;
-    case NODE_KIND_DIVIDE: EmitKind<cAritOperator>(stack, ARIT_OPERATOR_DIVIDE); break;
-    case NODE_KIND_MULTIPLY: EmitKind<cAritOperator>(stack, ARIT_OPERATOR_MULTIPLY); break;
-    case NODE_KIND_SUM: EmitAggregate(stack, node, AGGREGATE_FUNCTION_SUM); break;
-    case NODE_KIND_COUNT: EmitAggregate(stack, node, AGGREGATE_FUNCTION_COUNT); break;
-    case NODE_KIND_MIN: EmitAggregate(stack, node, AGGREGATE_FUNCTION_MIN); break;
-    case NODE_KIND_MAX: EmitAggregate(stack, node, AGGREGATE_FUNCTION_MAX); break;
-    case NODE_KIND_AVG: EmitAggregate(stack, node, AGGREGATE_FUNCTION_AVG); break;
-    case NODE_KIND_STDEV: EmitAggregate(stack, node, AGGREGATE_FUNCTION_STDEV); break;
-    case NODE_KIND_FIRST: EmitAggregate(stack, node, AGGREGATE_FUNCTION_FIRST); break;
-    case NODE_KIND_LAST: EmitAggregate(stack, node, AGGREGATE_FUNCTION_LAST); break;
-    case NODE_KIND_VAR: EmitAggregate(stack, node, AGGREGATE_FUNCTION_VAR); break;
-    case NODE_KIND_ABS: EmitKind<cMathFunction>(stack, MATH_FUNCTION_ABS); break;
-    case NODE_KIND_ROUND: EmitKind<cMathFunction>(stack, MATH_FUNCTION_ROUND); break;
-    case NODE_KIND_GETDATE: EmitKind<cDateFunction>(stack, DATE_FUNCTION_GETDATE); break;
-    case NODE_KIND_CASESTATE:
-        Emit<cCaseState>(stack, [&](cCaseState* item) { item->SetCaseStateText(NodeText(node)); });
-        break;
-    case NODE_KIND_SIMPLE_CASE: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_CASE_SIMPLE); break;
-    case NODE_KIND_SEARCHED_CASE: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_CASE_SEARCHED); break;
-    case NODE_KIND_SIMPLE_WHEN: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_WHEN_SIMPLE); break;
-    case NODE_KIND_SEARCHED_WHEN: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_WHEN_SEARCHED); break;
-    case NODE_KIND_ELSE: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_ELSE); break;
-    case NODE_KIND_CASE_END: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_END); break;
-    case NODE_KIND_NULLIF: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_NULLIF); break;
-    case NODE_KIND_IF: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_IF); break;
-    case NODE_KIND_COALESCE_BEGIN: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_COALESCE_BEGIN); break;
-    case NODE_KIND_COALESCE_ITEM: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_COALESCE_ITEM); break;
-    case NODE_KIND_COALESCE_END: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_COALESCE_END); break;
-    case NODE_KIND_CASE_CONTAINER: EmitKind<cConditionalStatement>(stack, CONDITIONALSTATEMENT_CONTAINER); break;
-    default: break;
+constexpr bool IsOperand(ITEM_CLASS itemClass) {
+    return itemClass >= ITEM_CLASS_LITERAL && itemClass <= ITEM_CLASS_STAR;
+}
+
+// Appends the item of a node whose kind has one.
+void EmitItem(const CSQLNode* node, ItemOfKind item, cGenericStack* stack) {
+    switch (item.itemClass) {
+    case ITEM_CLASS_NONE: return;
+    case ITEM_CLASS_LITERAL: EmitLiteral(stack, node, static_cast<PARSER_DATATYPE>(item.value)); return;
+    case ITEM_CLASS_COLUMN:
+        Emit<cColumnIdent>(stack, [&](cColumnIdent* column) { FillColumnIdent(node, column); });
+        return;
+    case ITEM_CLASS_NULL: Emit<cNullExpression>(stack, [](cNullExpression*) {}); return;
+    case ITEM_CLASS_STAR: Emit<cSelectStarExpression>(stack, [](cSelectStarExpression*) {}); return;
+    case ITEM_CLASS_COMPARE: EmitKind<cCompareOperator>(stack, item.value); return;
+    case ITEM_CLASS_BOOL: EmitKind<cBoolOperator>(stack, item.value); return;
+    case ITEM_CLASS_ARIT: EmitKind<cAritOperator>(stack, item.value); return;
+    case ITEM_CLASS_AGGREGATE: EmitAggregate(stack, node, static_cast<AGGREGATE_FUNCTION>(item.value)); return;
+    case ITEM_CLASS_MATH: EmitKind<cMathFunction>(stack, item.value); return;
+    case ITEM_CLASS_DATE: EmitKind<cDateFunction>(stack, item.value); return;
+    case ITEM_CLASS_CASESTATE:
+        Emit<cCaseState>(stack, [&](cCaseState* state) { state->SetCaseStateText(NodeText(node)); });
+        return;
+    case ITEM_CLASS_CONDITIONAL: EmitKind<cConditionalStatement>(stack, item.value); return;
     }
 }
 
@@ -164,11 +208,12 @@ void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
     while (!frames.Empty()) {
         const uintptr_t frame = frames.Pop();
         const auto* node = reinterpret_cast<const CSQLNode*>(frame & ~kChildrenDone);
-        if (frame & kChildrenDone) {
-            EmitOperator(node, stack);
+        const ItemOfKind item = ItemOf(node->m_nKind);
+        if (frame & kChildrenDone || IsOperand(item.itemClass)) {
+            EmitItem(node, item, stack);
             continue;
         }
-        if (EmitOperand(node, stack) || !IsOperator(node->m_nKind)) continue;
+        if (item.itemClass == ITEM_CLASS_NONE) continue;
         frames.Push(frame | kChildrenDone);
         if (node->m_pRight) frames.Push(reinterpret_cast<uintptr_t>(node->m_pRight));
         if (node->m_pLeft) frames.Push(reinterpret_cast<uintptr_t>(node->m_pLeft));

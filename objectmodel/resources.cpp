@@ -2,12 +2,22 @@
 
 #include "objectmodel/module.h"
 
+namespace {
+
+// String tables come in blocks of 16 entries, block n + 1 holding ids 16n to 16n + 15.
+constexpr UINT kStringsPerBlock = 16;
+// An entry is read into a buffer grown in steps up to the longest entry taken.
+constexpr int kBufferStep = 256;
+constexpr int kLargestBuffer = 1536;
+
+} // namespace
+
 void LoadResourceText(std::string& target, UINT id) {
     const HINSTANCE module = CModule::ResourceInstance();
-    // String tables come in blocks of 16 entries; without the block there is no entry.
-    if (!FindResourceA(module, MAKEINTRESOURCEA(id / 16 + 1), RT_STRING)) return;
+    // Without the block there is no entry.
+    if (!FindResourceA(module, MAKEINTRESOURCEA(id / kStringsPerBlock + 1), RT_STRING)) return;
     std::string buffer;
-    for (int size = 256; size <= 1536; size += 256) {
+    for (int size = kBufferStep; size <= kLargestBuffer; size += kBufferStep) {
         buffer.resize(static_cast<size_t>(size));
         const int length = LoadStringA(module, id, &buffer[0], size);
         if (length <= 0) return;
@@ -17,9 +27,4 @@ void LoadResourceText(std::string& target, UINT id) {
         }
         // The entry filled the buffer and may have been cut: try a larger one.
     }
-}
-
-void AssignResourceText(std::string& target, UINT id) {
-    target.clear();
-    LoadResourceText(target, id);
 }

@@ -9,7 +9,3 @@
 // Replaces target with the text of string-table entry id. A missing entry, an empty one,
 // or one too long to load (1536 characters or more) leaves target unchanged.
 void LoadResourceText(std::string& target, UINT id);
-
-// Assignment from a string-table id: target is emptied first, so a failed load leaves it
-// empty.
-void AssignResourceText(std::string& target, UINT id);

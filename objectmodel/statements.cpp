@@ -26,7 +26,7 @@ HRESULT cSelectStmt::get_TopPercent(DOUBLE* value) { return ReadValue(m_bTopPerc
 HRESULT cSelectStmt::get_LimitOffset(LONG* value) { return ReadValue(m_nLimitOffset, value); }
 HRESULT cSelectStmt::get_LimitCount(LONG* value) { return ReadValue(m_nLimitCount, value); }
 
-HRESULT cSetOperationsStmt::get_SetOperationType(INT* value) { return ReadValue(m_nType, value); }
+HRESULT cSetOperationsStmt::get_SetOperationType(INT* value) { return ReadValue(kNoSetOperationType, value); }
 
 // A statement's parts are released one by one; an automation error raised by one release
 // is shown, and the others are still released.

@@ -218,14 +218,15 @@ public:
     HRESULT FinalConstruct() { return CreateAll(m_Stack); }
     ~cSetOperationsStmt() override { m_Stack.ReleaseShowingErrors(); }
     HRESULT STDMETHODCALLTYPE get_SetOperationType(INT* value) override;
-    HRESULT STDMETHODCALLTYPE get_IsUnionAll(LONG* value) override { return ReadBool(m_bUnionAll, value); }
+    // The set operations are items of the stack: the statement itself names none.
+    HRESULT STDMETHODCALLTYPE get_IsUnionAll(LONG* value) override { return ReadBool(kUnionAll, value); }
     HRESULT STDMETHODCALLTYPE get_SetOperationsExpressionStack(IGenericStack** value) override {
         return m_Stack.Read(value);
     }
     cGenericStack* Stack() const { return m_Stack.Get(); }
 
 private:
-    bool m_bUnionAll = false;
-    INT m_nType = -1;
+    static constexpr bool kUnionAll = false;
+    static constexpr INT kNoSetOperationType = -1;
     CSubObject<cGenericStack> m_Stack;
 };

@@ -15,7 +15,6 @@ public:
     void Add(T p) { m_Items.push_back(p); }
     size_t GetSize() const { return m_Items.size(); }
     T GetAt(size_t i) const { return m_Items[i]; }
-    void SetAt(size_t i, T p) { m_Items[i] = p; }
     // Empties the array; storage grown by a huge parse is given back.
     void RemoveAll() {
         m_Items.clear();

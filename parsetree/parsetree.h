@@ -48,7 +48,6 @@ public:
         CSQLToken* token = new (memory) CSQLToken(code, copy, length);
         m_Tokens.Add(token);
         m_pCurrentToken = token;
-        Adopt(*token);
     }
     // Creates a node whose name is the static text name; leaf kinds take the current token.
     CSQLNode* CreateNode(int32_t kind, const char* name) {
@@ -56,7 +55,6 @@ public:
         m_Nodes.Add(node);
         node->m_strName = name ? name : "";
         node->m_nKind = kind;
-        Adopt(*node);
         if (IsLeafKind(kind)) node->m_pToken = m_pCurrentToken;
         return node;
     }
@@ -81,7 +79,6 @@ public:
 
     // Where the scanner echoes bytes that no rule covers; standard output when null.
     void SetEchoStream(std::ostream* echo) { m_pEcho = echo; }
-    std::ostream* GetEchoStream() const { return m_pEcho; }
 
     // The parse trace of the last Parse, kept compactly (see driver.cpp) and only
     // turned into text when an error report is composed.
@@ -98,11 +95,6 @@ private:
     CSQLNode* m_pRoot = nullptr;
     std::string m_strError;
 
-    // A tree adopts each token and node once, on the thread that parses: a plain
-    // increment of the count suffices.
-    static void Adopt(CObject& object) {
-        object.m_nRefCount.store(object.m_nRefCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    }
     // Copies length bytes of statement text (no NUL among them) into the scan buffer.
     char* PrepareInput(size_t length);
     int32_t ParseInput(size_t length);

@@ -14,14 +14,18 @@ std::atomic<ReportTextLoader> g_Loader{&LoadDefault};
 } // namespace
 
 const char* DefaultReportText(unsigned id) {
-    switch (id) {
-    case IDS_PARSE_ERROR: return "Parse error";
-    case IDS_EXPECTED_TOKENS: return "Expected tokens";
-    case IDS_LAST_TOKEN: return "Last token";
-    case IDS_LAST_NODE: return "Last node";
-    case IDS_PARSE_TRACE: return " ------- Parse trace -------";
-    default: return nullptr;
-    }
+    // The English words, indexed by id - IDS_PARSE_ERROR.
+    static const char* const kTexts[] = {
+        "Parse error",                 // IDS_PARSE_ERROR
+        "Expected tokens",             // IDS_EXPECTED_TOKENS
+        "Last token",                  // IDS_LAST_TOKEN
+        "Last node",                   // IDS_LAST_NODE
+        " ------- Parse trace -------", // IDS_PARSE_TRACE
+    };
+    static_assert(sizeof kTexts / sizeof kTexts[0] == IDS_PARSE_TRACE - IDS_PARSE_ERROR + 1,
+                  "one text per report id");
+    const unsigned index = id - IDS_PARSE_ERROR; // ids below the first wrap around to large values
+    return index < sizeof kTexts / sizeof kTexts[0] ? kTexts[index] : nullptr;
 }
 
 void SetReportTextLoader(ReportTextLoader loader) { g_Loader.store(loader ? loader : &LoadDefault); }

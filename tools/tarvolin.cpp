@@ -13,14 +13,19 @@
 #include <iostream>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "component/classfactory.h"
 #include "parsetree/parsetree.h"
 #include "parsetree/dump.h"
+#include "platform/utf.h"
 #include "tools/printer.h"
 
 namespace {
+
+// Exit statuses: every statement accepted, some rejected, the tool itself could not run.
+constexpr int kExitAccepted = 0;
+constexpr int kExitRejected = 1;
+constexpr int kExitFailure = 2;
 
 struct Options {
     bool json = false, quiet = false, tree = false, tokens = false;
@@ -31,40 +36,7 @@ struct Options {
 
 int Usage() {
     std::cerr << "usage: tarvolin [--json] [-q] [--tree] [--tokens] [-f FILE] [STATEMENT]\n";
-    return 2;
-}
-
-// Command lines and files are UTF-8; a host hands the parser UTF-16. Bytes that are not
-// valid UTF-8 are taken as Latin-1 characters.
-std::vector<OLECHAR> Utf8ToUtf16(const std::string& text) {
-    std::vector<OLECHAR> out;
-    for (size_t i = 0; i < text.size();) {
-        unsigned char c = static_cast<unsigned char>(text[i]);
-        unsigned code = c, extra = 0;
-        if (c >= 0xC2 && c <= 0xDF) code = c & 0x1F, extra = 1;
-        else if (c >= 0xE0 && c <= 0xEF) code = c & 0x0F, extra = 2;
-        else if (c >= 0xF0 && c <= 0xF4) code = c & 0x07, extra = 3;
-        bool valid = extra && i + extra < text.size() + 0;
-        for (unsigned k = 1; valid && k <= extra; ++k) {
-            unsigned char d = static_cast<unsigned char>(text[i + k]);
-            if ((d & 0xC0) != 0x80) valid = false;
-            code = (code << 6) | (d & 0x3F);
-        }
-        if (!extra || !valid) {
-            out.push_back(c);
-            ++i;
-            continue;
-        }
-        if (code >= 0x10000) {
-            code -= 0x10000;
-            out.push_back(static_cast<OLECHAR>(0xD800 + (code >> 10)));
-            out.push_back(static_cast<OLECHAR>(0xDC00 + (code & 0x3FF)));
-        } else {
-            out.push_back(static_cast<OLECHAR>(code));
-        }
-        i += extra + 1;
-    }
-    return out;
+    return kExitFailure;
 }
 
 std::string ErrorDescription() {
@@ -92,7 +64,9 @@ bool ParseOne(IParser* parser, CParseTree& tree, const Options& options, const s
         return false;
     }
     if (options.tokens) return true;
-    std::vector<OLECHAR> wide = Utf8ToUtf16(text);
+    // Command lines and files are UTF-8 (bytes that are not are read as Latin-1, see
+    // platform/utf.h); a host hands the parser UTF-16.
+    const std::basic_string<OLECHAR> wide = Utf8ToUtf16(text);
     BSTR bstr = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
     HRESULT hr = parser->ParseSQL(bstr);
     SysFreeString(bstr);
@@ -133,7 +107,7 @@ int main(int argc, char** argv) {
     }
     if (FAILED(hr)) {
         std::cerr << "tarvolin: cannot create the parser\n";
-        return 2;
+        return kExitFailure;
     }
     CParseTree tree;
     bool allAccepted = true;
@@ -142,7 +116,7 @@ int main(int argc, char** argv) {
         if (!in) {
             std::cerr << "tarvolin: cannot open " << options.file << "\n";
             parser->Release();
-            return 2;
+            return kExitFailure;
         }
         std::string line;
         for (long n = 1; std::getline(in, line); ++n) {
@@ -159,5 +133,5 @@ int main(int argc, char** argv) {
         allAccepted = ParseOne(parser, tree, options, options.statement, 0);
     }
     parser->Release();
-    return allAccepted ? 0 : 1;
+    return allAccepted ? kExitAccepted : kExitRejected;
 }

@@ -5,12 +5,9 @@
 #include <string>
 
 #include "platform/platform.h"
+#include "platform/utf.h"
 
 namespace tarvolin_posix {
-
-// UTF-8 (file names) to UTF-16 and back; bytes that are not valid UTF-8 become U+FFFD.
-std::u16string FromUtf8(const std::string& text);
-std::string ToUtf8(const WCHAR* text);
 
 // A path made absolute against the current directory.
 std::string AbsolutePath(const std::string& path);

@@ -15,67 +15,7 @@
 #include <string>
 #include <vector>
 
-namespace tarvolin_posix {
-
-std::u16string FromUtf8(const std::string& in) {
-    std::u16string out;
-    for (size_t i = 0; i < in.size();) {
-        const unsigned char b = static_cast<unsigned char>(in[i]);
-        const int extra = b < 0x80 ? 0 : (b >> 5) == 6 ? 1 : (b >> 4) == 14 ? 2 : (b >> 3) == 30 ? 3 : -1;
-        char32_t c = extra == 0 ? b : extra == 1 ? (b & 0x1F) : extra == 2 ? (b & 0x0F) : (b & 0x07);
-        bool ok = extra >= 0 && i + extra < in.size();
-        for (int k = 1; ok && k <= extra; ++k) {
-            const unsigned char t = static_cast<unsigned char>(in[i + k]);
-            ok = (t >> 6) == 2;
-            c = (c << 6) | (t & 0x3F);
-        }
-        if (!ok) {
-            out += u'\xFFFD';
-            ++i;
-            continue;
-        }
-        i += 1 + extra;
-        if (c >= 0x10000) {
-            c -= 0x10000;
-            out += static_cast<char16_t>(0xD800 + (c >> 10));
-            out += static_cast<char16_t>(0xDC00 + (c & 0x3FF));
-        } else {
-            out += static_cast<char16_t>(c);
-        }
-    }
-    return out;
-}
-
-std::string ToUtf8(const WCHAR* in) {
-    std::string out;
-    for (size_t i = 0; in && in[i]; ++i) {
-        char32_t c = in[i];
-        if (c >= 0xD800 && c < 0xDC00 && in[i + 1] >= 0xDC00 && in[i + 1] < 0xE000)
-            c = 0x10000 + ((c - 0xD800) << 10) + (in[++i] - 0xDC00);
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    return out;
-}
-
-} // namespace tarvolin_posix
-
 using tarvolin_posix::AbsolutePath;
-using tarvolin_posix::FromUtf8;
-using tarvolin_posix::ToUtf8;
 
 namespace {
 
@@ -225,7 +165,7 @@ void SetLastError(DWORD error) { t_LastError = error; }
 
 HMODULE GetModuleHandleW(LPCWSTR name) {
     if (!name) return MainModule();
-    HMODULE module = FindByName(ToUtf8(name));
+    HMODULE module = FindByName(Utf16ToUtf8(name));
     if (!module) SetLastError(ERROR_MOD_NOT_FOUND);
     return module;
 }
@@ -244,7 +184,7 @@ BOOL GetModuleHandleExW(DWORD flags, LPCWSTR name, HMODULE* module) {
         Dl_info info;
         if (name && dladdr(name, &info) && info.dli_fbase) found = static_cast<HMODULE>(info.dli_fbase);
     } else {
-        found = name ? FindByName(ToUtf8(name)) : MainModule();
+        found = name ? FindByName(Utf16ToUtf8(name)) : MainModule();
     }
     if (!found) {
         SetLastError(ERROR_MOD_NOT_FOUND);
@@ -272,7 +212,7 @@ DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size) {
         SetLastError(ERROR_INSUFFICIENT_BUFFER);
         return 0;
     }
-    const std::u16string wide = FromUtf8(path);
+    const std::u16string wide = Utf8ToUtf16(path);
     if (wide.size() >= size) {
         // Truncated and terminated; the result is the buffer size.
         wide.copy(buffer, size - 1);
@@ -292,7 +232,7 @@ HMODULE LoadLibraryExW(LPCWSTR file, HANDLE, DWORD flags) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    std::string path = ToUtf8(file);
+    std::string path = Utf16ToUtf8(file);
     if (flags & (LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE | LOAD_LIBRARY_AS_IMAGE_RESOURCE)) {
         SetLastError(FileExists(path) ? ERROR_NOT_SUPPORTED : ERROR_FILE_NOT_FOUND);
         return nullptr;
@@ -393,7 +333,7 @@ std::u16string LanguageOf(const char* locale) {
     if (name.empty() || name == "C" || name == "POSIX") return {};
     for (auto& c : name)
         if (c == '_') c = '-';
-    return FromUtf8(name);
+    return Utf8ToUtf16(name);
 }
 
 } // namespace
@@ -427,5 +367,5 @@ BOOL GetThreadPreferredUILanguages(DWORD flags, ULONG* count, LPWSTR buffer, ULO
 
 BOOL PathFileExistsW(LPCWSTR path) {
     if (!path) return FALSE;
-    return FileExists(ToUtf8(path)) ? TRUE : FALSE;
+    return FileExists(Utf16ToUtf8(path)) ? TRUE : FALSE;
 }

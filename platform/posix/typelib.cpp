@@ -375,7 +375,7 @@ HRESULT LoadTypeLibEx(LPCOLESTR file, REGKIND kind, ITypeLib** library) {
     if (!library) return E_INVALIDARG;
     *library = nullptr;
     if (!file) return E_INVALIDARG;
-    const std::string given = tarvolin_posix::ToUtf8(file);
+    const std::string given = Utf16ToUtf8(file);
     if (given.empty()) return TYPE_E_CANTLOADLIBRARY;
     const std::string path = tarvolin_posix::AbsolutePath(given);
 
@@ -401,7 +401,7 @@ HRESULT LoadTypeLibEx(LPCOLESTR file, REGKIND kind, ITypeLib** library) {
     if (!loaded) return E_OUTOFMEMORY;
     // As on Windows, the default registers a library given without a full path.
     if (kind == REGKIND_REGISTER || (kind == REGKIND_DEFAULT && given[0] != '/')) {
-        const Text full = tarvolin_posix::FromUtf8(path);
+        const Text full = Utf8ToUtf16(path);
         const HRESULT hr = RegisterTypeLib(loaded, const_cast<LPOLESTR>(full.c_str()), nullptr);
         if (FAILED(hr)) {
             loaded->Release();

@@ -20,8 +20,6 @@ TEST(Tree, FactoriesAndReset) {
     CSQLNode* inner = tree.CreateNode(NODE_KIND_PLUS, "+");
     ASSERT_NE(leaf->m_pToken, nullptr);
     EXPECT_EQ(leaf->m_pToken->GetText(), "42");
-    EXPECT_EQ(leaf->m_pToken->m_nRefCount, 1);
-    EXPECT_EQ(leaf->m_nRefCount, 1);
     EXPECT_EQ(inner->m_pToken, nullptr);
     for (int kind : {2, 3, 4, 61, 74, 75, 76}) EXPECT_NE(tree.CreateNode(kind, "x")->m_pToken, nullptr) << kind;
     for (int kind : {5, 7, 24, 60, 62, 73, 77, 81}) EXPECT_EQ(tree.CreateNode(kind, "x")->m_pToken, nullptr) << kind;

@@ -1,0 +1,428 @@
+#include "tools/walker.h"
+
+#include <cstddef>
+#include <set>
+#include <type_traits>
+#include <vector>
+
+#include "platform/utf.h"
+
+namespace {
+
+// ---------------------------------------------------------------------------------------
+// What one property read gives.
+
+struct ListAccess {
+    HRESULT (*count)(IDispatch* list, LONG* count);
+    HRESULT (*item)(IDispatch* list, LONG index, VARIANT* element);
+};
+
+enum VALUE_KIND { VALUE_ABSENT, VALUE_TEXT, VALUE_NUMBER, VALUE_ENUMERATION, VALUE_OBJECT, VALUE_LIST };
+
+struct Value {
+    VALUE_KIND kind = VALUE_ABSENT;
+    std::string text;
+    double number = 0;
+    const char* valueName = nullptr;   // VALUE_ENUMERATION
+    IDispatch* object = nullptr;       // VALUE_OBJECT, VALUE_LIST: one reference, the walk's
+    const ListAccess* list = nullptr;  // VALUE_LIST
+};
+
+using Reader = void (*)(IUnknown* self, Value& value);
+
+enum PROPERTY_FLAGS : unsigned {
+    PROPERTY_ALWAYS = 0,
+    PROPERTY_UNLESS_EMPTY = 1, // a text property left out when it is empty
+};
+
+struct Property {
+    const char* name;
+    Reader read;
+    unsigned flags;
+};
+
+// ---------------------------------------------------------------------------------------
+// Readers, one per getter: a property getter of interface Itf with an out-parameter of
+// type T. The object a reader gets is the interface its table is read through.
+
+template <class Getter> struct GetterOf;
+template <class Itf, class T> struct GetterOf<HRESULT (STDMETHODCALLTYPE Itf::*)(T*)> {
+    using Interface = Itf;
+    using Type = T;
+};
+
+template <auto Get> using InterfaceOf = typename GetterOf<decltype(Get)>::Interface;
+template <auto Get> using TypeOf = typename GetterOf<decltype(Get)>::Type;
+
+template <auto Get> HRESULT Call(IUnknown* self, TypeOf<Get>* out) {
+    return (static_cast<InterfaceOf<Get>*>(self)->*Get)(out);
+}
+
+std::string TakeText(BSTR text) {
+    std::string utf8 = Utf16ToUtf8(text, SysStringLen(text));
+    SysFreeString(text);
+    return utf8;
+}
+
+template <auto Get> void ReadText(IUnknown* self, Value& value) {
+    BSTR text = nullptr;
+    Call<Get>(self, &text);
+    value.kind = VALUE_TEXT;
+    value.text = TakeText(text);
+}
+
+template <auto Get> void ReadNumber(IUnknown* self, Value& value) {
+    TypeOf<Get> number{};
+    Call<Get>(self, &number);
+    value.kind = VALUE_NUMBER;
+    value.number = static_cast<double>(number);
+}
+
+template <size_t N> const char* NameIn(const char* const (&names)[N], long index) {
+    return index >= 0 && static_cast<size_t>(index) < N ? names[index] : "?";
+}
+
+template <auto Get, const auto& Names> void ReadEnumeration(IUnknown* self, Value& value) {
+    TypeOf<Get> number{};
+    Call<Get>(self, &number);
+    value.kind = VALUE_ENUMERATION;
+    value.number = number;
+    value.valueName = NameIn(Names, number);
+}
+
+// An object property; absent when the getter does not answer S_OK with an object.
+template <auto Get> void ReadObject(IUnknown* self, Value& value) {
+    TypeOf<Get> object = nullptr;
+    const HRESULT hr = Call<Get>(self, &object);
+    if (hr != S_OK || !object) {
+        if (object) object->Release();
+        return;
+    }
+    value.kind = VALUE_OBJECT;
+    value.object = object;
+}
+
+template <class List> HRESULT CountOf(IDispatch* list, LONG* count) { return static_cast<List*>(list)->get_Count(count); }
+template <class List> HRESULT ItemOf(IDispatch* list, LONG index, VARIANT* element) {
+    return static_cast<List*>(list)->get_Item(index, element);
+}
+template <class List> constexpr ListAccess kListAccess = {&CountOf<List>, &ItemOf<List>};
+
+template <auto Get> void ReadList(IUnknown* self, Value& value) {
+    ReadObject<Get>(self, value);
+    if (value.kind != VALUE_OBJECT) return;
+    value.kind = VALUE_LIST;
+    value.list = &kListAccess<std::remove_pointer_t<TypeOf<Get>>>;
+}
+
+// A stack's items: the stack is its own list.
+void ReadStackItems(IUnknown* self, Value& value) {
+    auto* stack = static_cast<IGenericStack*>(self);
+    stack->AddRef();
+    value.kind = VALUE_LIST;
+    value.object = stack;
+    value.list = &kListAccess<IGenericStack>;
+}
+
+// ---------------------------------------------------------------------------------------
+// The tables: per interface, its properties in the order they are reported.
+
+const char* const kStatementTypes[] = {"UNKNOWN", "UPDATE", "SELECT", "INSERT", "DELETE", "CREATETABLE", "DROPTABLE",
+                                       "SETOPERATIONS"};
+const char* const kItemTypes[] = {"AGGREGATEFUNCTION", "SELECTSTAR", "COLUMNIDENT", "ARITOPERATOR",
+                                  "BOOLOPERATOR", "COMPAREOPERATOR", "DATEFUNCTION", "LITERALVALUE",
+                                  "MATHFUNCTION", "NULLEXPRESSION", "JOINOPERATOR", "TABLEIDENT",
+                                  "CASESTATE", "CONDITIONALSTATEMENT", "SETOPERATOR"};
+
+#define WALK_TEXT(itf, name) {#name, &ReadText<&itf::get_##name>, PROPERTY_ALWAYS}
+#define WALK_NUMBER(itf, name) {#name, &ReadNumber<&itf::get_##name>, PROPERTY_ALWAYS}
+#define WALK_ENUMERATION(itf, name, names) {#name, &ReadEnumeration<&itf::get_##name, names>, PROPERTY_ALWAYS}
+#define WALK_OBJECT(itf, name) {#name, &ReadObject<&itf::get_##name>, PROPERTY_ALWAYS}
+#define WALK_LIST(itf, name) {#name, &ReadList<&itf::get_##name>, PROPERTY_ALWAYS}
+
+const Property kParser[] = {
+    WALK_ENUMERATION(IParser, StatementType, kStatementTypes),
+    // At most one statement object is there: the one of the statement type.
+    WALK_OBJECT(IParser, SelectStmt),
+    WALK_OBJECT(IParser, UpdateStmt),
+    WALK_OBJECT(IParser, InsertStmt),
+    WALK_OBJECT(IParser, DeleteStmt),
+    WALK_OBJECT(IParser, CreateTableStmt),
+    WALK_OBJECT(IParser, DropTableStmt),
+    WALK_OBJECT(IParser, SetOperationsStmt),
+};
+const Property kSelectStmt[] = {
+    WALK_NUMBER(ISelectStmt, Distinct),       WALK_NUMBER(ISelectStmt, Top),
+    WALK_NUMBER(ISelectStmt, IsTopPercent),   WALK_NUMBER(ISelectStmt, TopPercent),
+    WALK_NUMBER(ISelectStmt, HasLimitClause), WALK_NUMBER(ISelectStmt, LimitOffset),
+    WALK_NUMBER(ISelectStmt, LimitCount),     WALK_LIST(ISelectStmt, SelectExpressionList),
+    WALK_LIST(ISelectStmt, TableIdentList),   WALK_OBJECT(ISelectStmt, WhereExpressionStack),
+    WALK_LIST(ISelectStmt, GroupByObjList),   WALK_OBJECT(ISelectStmt, HavingExpressionStack),
+    WALK_LIST(ISelectStmt, OrderByObjList),
+};
+const Property kUpdateStmt[] = {
+    WALK_OBJECT(IUpdateStmt, TableIdent),
+    WALK_LIST(IUpdateStmt, UpdateItemList),
+    WALK_OBJECT(IUpdateStmt, WhereExpressionStack),
+};
+const Property kInsertStmt[] = {
+    WALK_OBJECT(IInsertStmt, TableIdent),
+    WALK_LIST(IInsertStmt, ColumnIdentList),
+    WALK_LIST(IInsertStmt, InsertExpressionList),
+};
+const Property kDeleteStmt[] = {WALK_OBJECT(IDeleteStmt, TableIdent), WALK_OBJECT(IDeleteStmt, WhereExpressionStack)};
+const Property kCreateTableStmt[] = {WALK_OBJECT(ICreateTableStmt, TableIdent), WALK_LIST(ICreateTableStmt, CreateTableItemList)};
+const Property kDropStmt[] = {WALK_OBJECT(IDropStmt, TableIdent)};
+const Property kSetOperationsStmt[] = {
+    WALK_NUMBER(ISetOperationsStmt, SetOperationType),
+    WALK_NUMBER(ISetOperationsStmt, IsUnionAll),
+    WALK_OBJECT(ISetOperationsStmt, SetOperationsExpressionStack),
+};
+const Property kGenericStack[] = {
+    {"AsName", &ReadText<&IGenericStack::get_AsName>, PROPERTY_UNLESS_EMPTY},
+    {"Items", &ReadStackItems, PROPERTY_ALWAYS},
+};
+const Property kOrderByObj[] = {WALK_NUMBER(IOrderByObj, Asc), WALK_OBJECT(IOrderByObj, ColumnIdent)};
+const Property kUpdateItem[] = {WALK_OBJECT(IUpdateItem, ColumnIdent), WALK_OBJECT(IUpdateItem, ExpressionStack)};
+const Property kCreateTableItem[] = {WALK_TEXT(ICreateTableItem, ColName), WALK_NUMBER(ICreateTableItem, DataType),
+                                     WALK_NUMBER(ICreateTableItem, DataLength)};
+
+// Every expression item, then the properties of its own interface.
+const Property kExpressionItem[] = {WALK_TEXT(IExpressionItem, AsString),
+                                    WALK_ENUMERATION(IExpressionItem, ItemType, kItemTypes)};
+const Property kAggregateFunction[] = {WALK_NUMBER(IAggregateFunction, AggregateFunction),
+                                       WALK_NUMBER(IAggregateFunction, Distinct)};
+const Property kColumnIdent[] = {WALK_TEXT(IColumnIdent, TableName), WALK_TEXT(IColumnIdent, ColumnName)};
+const Property kAritOperator[] = {WALK_NUMBER(IAritOperator, AritOperator)};
+const Property kBoolOperator[] = {WALK_NUMBER(IBoolOperator, BoolOperator)};
+const Property kCompareOperator[] = {WALK_NUMBER(ICompareOperator, CompareOperator)};
+const Property kDateFunction[] = {WALK_NUMBER(IDateFunction, DateFunction)};
+const Property kLiteralValue[] = {WALK_NUMBER(ILiteralValue, DataType)};
+const Property kMathFunction[] = {WALK_NUMBER(IMathFunction, MathFunction)};
+const Property kJoinOperator[] = {WALK_NUMBER(IJoinOperator, JoinType), WALK_NUMBER(IJoinOperator, JoinCondition),
+                                  WALK_OBJECT(IJoinOperator, JoinConditionStack)};
+const Property kTableIdent[] = {WALK_TEXT(ITableIdent, Name), WALK_TEXT(ITableIdent, Alias), WALK_NUMBER(ITableIdent, JoinedTable),
+                                WALK_OBJECT(ITableIdent, JoinExpressionStack)};
+const Property kCaseState[] = {WALK_NUMBER(ICaseState, CaseState)};
+const Property kConditionalStatement[] = {WALK_NUMBER(IConditionalStatement, ConditionalStatement)};
+const Property kSetOperator[] = {WALK_NUMBER(ISetOperator, SetOperator)};
+
+#undef WALK_TEXT
+#undef WALK_NUMBER
+#undef WALK_ENUMERATION
+#undef WALK_OBJECT
+#undef WALK_LIST
+
+// The properties of one interface.
+struct Shape {
+    const IID* iid;
+    const Property* properties;
+    size_t count;
+};
+
+template <size_t N> constexpr Shape ShapeOf(const IID& iid, const Property (&properties)[N]) {
+    return {&iid, properties, N};
+}
+
+// The objects that are not expression items, in the order they are told apart, and the
+// parser itself.
+const Shape kObjectShapes[] = {
+    ShapeOf(IID_ISelectStmt, kSelectStmt),
+    ShapeOf(IID_IGenericStack, kGenericStack),
+    ShapeOf(IID_IOrderByObj, kOrderByObj),
+    ShapeOf(IID_IUpdateItem, kUpdateItem),
+    ShapeOf(IID_ICreateTableItem, kCreateTableItem),
+    ShapeOf(IID_IUpdateStmt, kUpdateStmt),
+    ShapeOf(IID_IInsertStmt, kInsertStmt),
+    ShapeOf(IID_IDeleteStmt, kDeleteStmt),
+    ShapeOf(IID_ICreateTableStmt, kCreateTableStmt),
+    ShapeOf(IID_IDropStmt, kDropStmt),
+    ShapeOf(IID_ISetOperationsStmt, kSetOperationsStmt),
+    ShapeOf(IID_IParser, kParser),
+};
+
+struct ItemShape {
+    EXPRESSIONITEM_TYPE type;
+    Shape shape;
+};
+
+// The own properties of each item type; SELECTSTAR and NULLEXPRESSION have none.
+const ItemShape kItemShapes[] = {
+    {EXPRESSIONITEM_TYPE_AGGREGATEFUNCTION, ShapeOf(IID_IAggregateFunction, kAggregateFunction)},
+    {EXPRESSIONITEM_TYPE_COLUMNIDENT, ShapeOf(IID_IColumnIdent, kColumnIdent)},
+    {EXPRESSIONITEM_TYPE_ARITOPERATOR, ShapeOf(IID_IAritOperator, kAritOperator)},
+    {EXPRESSIONITEM_TYPE_BOOLOPERATOR, ShapeOf(IID_IBoolOperator, kBoolOperator)},
+    {EXPRESSIONITEM_TYPE_COMPAREOPERATOR, ShapeOf(IID_ICompareOperator, kCompareOperator)},
+    {EXPRESSIONITEM_TYPE_DATEFUNCTION, ShapeOf(IID_IDateFunction, kDateFunction)},
+    {EXPRESSIONITEM_TYPE_LITERALVALUE, ShapeOf(IID_ILiteralValue, kLiteralValue)},
+    {EXPRESSIONITEM_TYPE_MATHFUNCTION, ShapeOf(IID_IMathFunction, kMathFunction)},
+    {EXPRESSIONITEM_TYPE_JOINOPERATOR, ShapeOf(IID_IJoinOperator, kJoinOperator)},
+    {EXPRESSIONITEM_TYPE_TABLEIDENT, ShapeOf(IID_ITableIdent, kTableIdent)},
+    {EXPRESSIONITEM_TYPE_CASESTATE, ShapeOf(IID_ICaseState, kCaseState)},
+    {EXPRESSIONITEM_TYPE_CONDITIONALSTATEMENT, ShapeOf(IID_IConditionalStatement, kConditionalStatement)},
+    {EXPRESSIONITEM_TYPE_SETOPERATOR, ShapeOf(IID_ISetOperator, kSetOperator)},
+};
+
+const Shape kExpressionItemShape = ShapeOf(IID_IExpressionItem, kExpressionItem);
+
+// ---------------------------------------------------------------------------------------
+// The walk.
+
+class CWalk {
+public:
+    explicit CWalk(CModelVisitor& visitor) : m_Visitor(visitor) {}
+    ~CWalk() {
+        for (Frame& frame : m_Frames)
+            if (frame.self) frame.self->Release();
+    }
+
+    // Reports object (one reference, the walk's) under name.
+    void Object(const char* name, IDispatch* object);
+    void Run();
+
+private:
+    enum FRAME_KIND { FRAME_PROPERTIES, FRAME_ELEMENTS, FRAME_END_OBJECT };
+    struct Frame {
+        FRAME_KIND kind;
+        IUnknown* self;            // one reference, released when the frame is done
+        const Property* next;      // FRAME_PROPERTIES: the next property and the end
+        const Property* end;
+        const ListAccess* list;    // FRAME_ELEMENTS: the next index and the last one
+        LONG index, count;
+        IUnknown* identity;        // FRAME_END_OBJECT: the object's key in m_Open
+    };
+
+    bool PushProperties(IDispatch* object, const Shape& shape);
+    void Report(const char* name, unsigned flags, Value& value);
+    void Element(const VARIANT& element);
+    void Step();
+
+    CModelVisitor& m_Visitor;
+    std::vector<Frame> m_Frames;
+    // The objects being walked (by their IUnknown identity), from the outermost to the
+    // current one: an object that holds one of them is not walked into again.
+    std::set<IUnknown*> m_Open;
+};
+
+// Frames run last in, first out: the end of the object first, then its shapes' properties
+// in reverse order, so the first shape's properties come first.
+void CWalk::Object(const char* name, IDispatch* object) {
+    const Shape* shapes[2] = {};
+    if (IExpressionItem* item = nullptr;
+        SUCCEEDED(object->QueryInterface(IID_IExpressionItem, reinterpret_cast<void**>(&item)))) {
+        EXPRESSIONITEM_TYPE type = EXPRESSIONITEM_TYPE_AGGREGATEFUNCTION;
+        const HRESULT hr = item->get_ItemType(&type);
+        item->Release();
+        shapes[0] = &kExpressionItemShape;
+        for (const ItemShape& entry : kItemShapes)
+            if (SUCCEEDED(hr) && entry.type == type) shapes[1] = &entry.shape;
+    } else {
+        for (const Shape& shape : kObjectShapes) {
+            IUnknown* probe = nullptr;
+            if (FAILED(object->QueryInterface(*shape.iid, reinterpret_cast<void**>(&probe)))) continue;
+            probe->Release();
+            shapes[0] = &shape;
+            break;
+        }
+    }
+    IUnknown* identity = nullptr;
+    if (shapes[0] && SUCCEEDED(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity))))
+        identity->Release(); // a key only: the frame below holds the object
+    if (!shapes[0] || !m_Open.insert(identity).second) {
+        object->Release();
+        m_Visitor.Text(name, shapes[0] ? "<cycle>" : "<object>");
+        return;
+    }
+    m_Visitor.BeginObject(name, object);
+    m_Frames.push_back({FRAME_END_OBJECT, object, nullptr, nullptr, nullptr, 0, 0, identity});
+    if (shapes[1]) PushProperties(object, *shapes[1]);
+    PushProperties(object, *shapes[0]);
+}
+
+bool CWalk::PushProperties(IDispatch* object, const Shape& shape) {
+    IUnknown* self = nullptr;
+    if (FAILED(object->QueryInterface(*shape.iid, reinterpret_cast<void**>(&self)))) return false;
+    m_Frames.push_back(
+        {FRAME_PROPERTIES, self, shape.properties, shape.properties + shape.count, nullptr, 0, 0, nullptr});
+    return true;
+}
+
+void CWalk::Report(const char* name, unsigned flags, Value& value) {
+    switch (value.kind) {
+    case VALUE_ABSENT: return;
+    case VALUE_TEXT:
+        if (!(flags & PROPERTY_UNLESS_EMPTY) || !value.text.empty()) m_Visitor.Text(name, value.text);
+        return;
+    case VALUE_NUMBER: m_Visitor.Number(name, value.number); return;
+    case VALUE_ENUMERATION: m_Visitor.Enumeration(name, static_cast<long>(value.number), value.valueName); return;
+    case VALUE_OBJECT: Object(name, value.object); return;
+    case VALUE_LIST: {
+        LONG count = 0;
+        value.list->count(value.object, &count);
+        m_Visitor.BeginList(name, count < 0 ? 0 : count);
+        m_Frames.push_back({FRAME_ELEMENTS, value.object, nullptr, nullptr, value.list, 1, count, nullptr});
+        return;
+    }
+    }
+}
+
+void CWalk::Element(const VARIANT& element) {
+    if (V_VT(&element) == VT_BSTR) {
+        m_Visitor.Text(nullptr, Utf16ToUtf8(V_BSTR(&element), SysStringLen(V_BSTR(&element))));
+        return;
+    }
+    if (V_VT(&element) != VT_DISPATCH || !V_DISPATCH(&element)) {
+        m_Visitor.Text(nullptr, "<empty>");
+        return;
+    }
+    V_DISPATCH(&element)->AddRef();
+    Object(nullptr, V_DISPATCH(&element));
+}
+
+// One step: the next property, the next element, or the end of an object or list.
+void CWalk::Step() {
+    Frame& frame = m_Frames.back();
+    if (frame.kind == FRAME_PROPERTIES && frame.next != frame.end) {
+        const Property& property = *frame.next++;
+        Value value;
+        property.read(frame.self, value); // frame may move from here on: Report pushes
+        Report(property.name, property.flags, value);
+        return;
+    }
+    if (frame.kind == FRAME_ELEMENTS && frame.index <= frame.count) {
+        VARIANT element;
+        VariantInit(&element);
+        frame.list->item(static_cast<IDispatch*>(frame.self), frame.index++, &element);
+        Element(element);
+        VariantClear(&element);
+        return;
+    }
+    const FRAME_KIND kind = frame.kind;
+    if (kind == FRAME_END_OBJECT) m_Open.erase(frame.identity);
+    frame.self->Release();
+    m_Frames.pop_back();
+    if (kind == FRAME_ELEMENTS) m_Visitor.EndList();
+    if (kind == FRAME_END_OBJECT) m_Visitor.EndObject();
+}
+
+void CWalk::Run() {
+    while (!m_Frames.empty()) Step();
+}
+
+} // namespace
+
+void WalkStatement(IParser* parser, CModelVisitor& visitor) {
+    if (!parser) return;
+    parser->AddRef();
+    CWalk walk(visitor);
+    walk.Object(nullptr, parser);
+    walk.Run();
+}
+
+void WalkObject(IDispatch* object, CModelVisitor& visitor) {
+    if (!object) return;
+    object->AddRef();
+    CWalk walk(visitor);
+    walk.Object(nullptr, object);
+    walk.Run();
+}
