@@ -44,24 +44,15 @@ TEST_F(ObjectPoolTest, AFreedBlockServesTheNextRequestOfItsSizeClassOnly) {
 }
 
 TEST_F(ObjectPoolTest, EdgeSizesAndNull) {
-    // The smallest request takes the smallest class; the largest pooled size is kept.
-    void* tiny = ObjectPool::Allocate(0);
-    ASSERT_NE(tiny, nullptr);
-    ObjectPool::Free(tiny, 0);
-    EXPECT_EQ(ObjectPool::ThreadPooledBytes(), ObjectPool::kGranule);
-
-    void* largest = ObjectPool::Allocate(ObjectPool::kLargestPooled);
-    ASSERT_NE(largest, nullptr);
-    ObjectPool::Free(largest, ObjectPool::kLargestPooled);
-    EXPECT_EQ(ObjectPool::ThreadPooledBytes(), ObjectPool::kGranule + ObjectPool::kLargestPooled);
-
-    // One byte more goes to the heap and back, never into the lists.
-    void* large = ObjectPool::Allocate(ObjectPool::kLargestPooled + 1);
-    ASSERT_NE(large, nullptr);
-    std::memset(large, 0, ObjectPool::kLargestPooled + 1);
-    ObjectPool::Free(large, ObjectPool::kLargestPooled + 1);
-    EXPECT_EQ(ObjectPool::ThreadPooledBytes(), ObjectPool::kGranule + ObjectPool::kLargestPooled);
-
+    // 0 takes the smallest class, the largest pooled size is kept, one byte more and null
+    // never reach the lists.
+    const size_t sizes[] = {0, ObjectPool::kLargestPooled, ObjectPool::kLargestPooled + 1};
+    for (size_t size : sizes) {
+        void* p = ObjectPool::Allocate(size);
+        ASSERT_NE(p, nullptr) << size;
+        std::memset(p, 0, size);
+        ObjectPool::Free(p, size);
+    }
     ObjectPool::Free(nullptr, 64);
     EXPECT_EQ(ObjectPool::ThreadPooledBytes(), ObjectPool::kGranule + ObjectPool::kLargestPooled);
 }
