@@ -91,31 +91,6 @@ TEST_F(DamagedLibraries, WildOffsetsAndLengthsFailOrLoad) {
     }
 }
 
-TEST_F(DamagedLibraries, LengthsInsideTheTablesFailOrLoad) {
-    // The help string's 16-bit length and the library name's length byte, at their offsets
-    // within the string and name tables.
-    const uint32_t typeInfos = m_Bytes[0x20] | (m_Bytes[0x21] << 8) | (m_Bytes[0x22] << 16);
-    const size_t directory = 0x54 + 4 * typeInfos;
-    auto read32 = [&](size_t at) {
-        return static_cast<uint32_t>(m_Bytes[at] | (m_Bytes[at + 1] << 8) | (m_Bytes[at + 2] << 16) |
-                                     (uint32_t(m_Bytes[at + 3]) << 24));
-    };
-    const size_t helpString = read32(directory + 16 * 8) + read32(0x24);
-    const size_t name = read32(directory + 16 * 7) + read32(0x38) + 8;
-    ASSERT_LT(helpString + 1, m_Bytes.size());
-    ASSERT_LT(name, m_Bytes.size());
-    for (unsigned value : {0x00u, 0x01u, 0x7Fu, 0x80u, 0xFFu}) {
-        for (size_t at : {helpString, helpString + 1, name}) {
-            std::vector<unsigned char> bytes = m_Bytes;
-            bytes[at] = static_cast<unsigned char>(value);
-            Load(bytes, nullptr);
-            // Also with the file ending right after the field.
-            bytes.resize(at + 2);
-            Load(bytes, nullptr);
-        }
-    }
-}
-
 TEST_F(DamagedLibraries, RandomBytesFailOrLoad) {
     uint32_t state = 12345;
     auto next = [&state] { return state = state * 1103515245u + 12345u; };

@@ -3,8 +3,8 @@
 # prints with the expected file: standard output, then "== stderr" and standard error
 # when there is any, line ends without carriage returns. The exit status must be 0 when
 # every statement is accepted, 1 when every one is rejected (and each non-blank line must
-# have been reported).
-#   check.sh accepted|rejected FILE EXPECTED COMMAND...   (COMMAND: the tool and its options)
+# have been reported) or when some are (mixed).
+#   check.sh accepted|rejected|mixed FILE EXPECTED COMMAND...   (COMMAND: the tool and its options)
 set -u
 mode=$1 file=$2 expected=$3
 shift 3
@@ -21,7 +21,7 @@ rc=$?
 } >"$dir/actual"
 failed=0
 want=0
-[ "$mode" = rejected ] && want=1
+[ "$mode" != accepted ] && want=1
 if [ "$rc" != "$want" ]; then
   echo "exit status $rc, expected $want"
   failed=1
