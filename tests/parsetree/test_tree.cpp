@@ -45,9 +45,9 @@ TEST(Tree, AppendNextAndAttachWalkToTheEnd) {
     CSQLNode* n[5];
     for (auto& p : n) p = tree.CreateNode(NODE_KIND_IDENTIFIER, "Identifier");
     n[0]->AppendNext(n[1]);
-    n[0]->AppendNext(n[2]);
-    n[1]->AppendNext(n[3]); // appending to a middle element still links behind the last
-    n[0]->AppendNext(n[4]);
+    n[1]->AppendNext(n[2]); // appending to a later element ...
+    n[2]->AppendNext(n[3]);
+    n[0]->AppendNext(n[4]); // ... and again to the head still links behind the last one
     for (int i = 0; i < 4; ++i) EXPECT_EQ(n[i]->m_pNext, n[i + 1]) << i;
     EXPECT_EQ(n[4]->m_pNext, nullptr);
     CSQLNode* join = tree.CreateNode(NODE_KIND_INNER_JOIN, "INNER JOIN");
