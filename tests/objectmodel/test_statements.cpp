@@ -1,4 +1,4 @@
-// Statement and part objects where they read differently from what is stored, and
+// Statement objects and their items where they read differently from what is stored, and
 // sub-objects that outlive their owner. Their contents after a parse are checked through
 // the tool (tests/sql).
 #include "common.h"

@@ -10,10 +10,10 @@
 
 namespace {
 
-// head, then part n times with "#" replaced by the count, then tail.
-std::string Repeat(std::string s, const std::string& part, int n, const char* tail) {
-    const size_t at = part.find('#');
-    for (int i = 0; i < n; ++i) s += part.substr(0, at) + std::to_string(i) + part.substr(at + 1);
+// head, then piece n times with "#" replaced by the count, then tail.
+std::string Repeat(std::string s, const std::string& piece, int n, const char* tail) {
+    const size_t at = piece.find('#');
+    for (int i = 0; i < n; ++i) s += piece.substr(0, at) + std::to_string(i) + piece.substr(at + 1);
     return s + tail;
 }
 
