@@ -5,6 +5,8 @@
 # every statement is accepted, 1 when every one is rejected (and each non-blank line must
 # have been reported) or when some are (mixed).
 #   check.sh accepted|rejected|mixed FILE EXPECTED COMMAND...   (COMMAND: the tool and its options)
+# A deliberate change of the output is taken over by writing the actual output (shown by
+# the diff) to EXPECTED and checking it by eye.
 set -u
 mode=$1 file=$2 expected=$3
 shift 3
