@@ -1,7 +1,7 @@
 // Lack of memory anywhere in a parse or build: ParseSQL answers E_OUTOFMEMORY, leaves the
 // parser empty and leaks nothing. Every allocation through operator new is failed in turn,
 // from the first one on, until the statement parses.
-#include "describe.h"
+#include "common.h"
 #include "objectmodel/objectpool.h"
 
 #include <atomic>

@@ -1,35 +1,28 @@
-// Collections and GenericStack: Item, Count, enumerators, Push/Pop/Peek and AsName.
+// Collections and GenericStack as a host sees them: exact HRESULTs, reference counts,
+// enumerators at the ends, Push/Pop/Peek order and copies, the empty-stack error.
 #include "common.h"
 
 namespace {
 
 using Collections = ObjectTest;
 
-VARIANT Dispatch(IDispatch* object) {
+VARIANT Make(VARTYPE type, IDispatch* object = nullptr, const OLECHAR* text = nullptr) {
     VARIANT v;
     VariantInit(&v);
-    V_VT(&v) = VT_DISPATCH;
-    V_DISPATCH(&v) = object;
+    V_VT(&v) = type;
+    if (type == VT_DISPATCH) V_DISPATCH(&v) = object;
+    if (type == VT_BSTR) V_BSTR(&v) = SysAllocString(text);
     return v;
 }
 
-VARIANT String(const OLECHAR* text) {
-    VARIANT v;
-    VariantInit(&v);
-    V_VT(&v) = VT_BSTR;
-    V_BSTR(&v) = SysAllocString(text);
-    return v;
-}
-
-TEST_F(Collections, ItemBoundsAndCopies) {
+TEST_F(Collections, ItemBoundsAndReferences) {
     Held<cTableIdentList> list;
-    VARIANT out;
-    VariantInit(&out);
+    VARIANT out = Make(VT_I4);
+    V_I4(&out) = 77;
     EXPECT_EQ(list->get_Item(1, &out), E_FAIL); // empty
     EXPECT_EQ(list->get_Count(nullptr), E_POINTER);
     EXPECT_EQ(list->get_Item(1, nullptr), E_POINTER);
     Held<cTableIdent> table;
-    table->SetName("orders");
     ASSERT_EQ(list->Append(table->Dispatch()), S_OK);
     EXPECT_EQ(RefCount(table->Dispatch()), 2u); // ours and the list's
     LONG count = 0;
@@ -37,10 +30,9 @@ TEST_F(Collections, ItemBoundsAndCopies) {
     EXPECT_EQ(count, 1);
     EXPECT_EQ(list->get_Item(0, &out), E_INVALIDARG);
     EXPECT_EQ(list->get_Item(-3, &out), E_INVALIDARG);
-    V_VT(&out) = VT_I4;
-    V_I4(&out) = 77;
     EXPECT_EQ(list->get_Item(2, &out), E_FAIL);
-    EXPECT_EQ(V_VT(&out), VT_I4); // untouched
+    EXPECT_EQ(V_VT(&out), VT_I4); // untouched by every failure
+    EXPECT_EQ(V_I4(&out), 77);
     EXPECT_EQ(list->get_Item(1, &out), S_OK);
     EXPECT_EQ(V_VT(&out), VT_DISPATCH);
     EXPECT_EQ(V_DISPATCH(&out), table->Dispatch());
@@ -49,14 +41,17 @@ TEST_F(Collections, ItemBoundsAndCopies) {
     EXPECT_EQ(RefCount(table->Dispatch()), 2u);
 }
 
-TEST_F(Collections, EnumeratorNextSkipResetClone) {
-    Held<cColumnIdentList> list;
+TEST_F(Collections, EnumeratorNextSkipResetCloneAndLifetime) {
+    cColumnIdentList* list = nullptr;
+    ASSERT_EQ(cColumnIdentList::CreateInstance(&list), S_OK);
+    list->AddRef();
     Held<cColumnIdent> a, b;
     list->Append(a->Dispatch());
     list->Append(b->Dispatch());
     IUnknown* unknown = nullptr;
     EXPECT_EQ(list->get__NewEnum(nullptr), E_POINTER);
     ASSERT_EQ(list->get__NewEnum(&unknown), S_OK);
+    list->Release(); // the enumerator keeps the collection alive
     IEnumVARIANT* e = nullptr;
     ASSERT_EQ(unknown->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&e)), S_OK);
     unknown->Release();
@@ -66,68 +61,47 @@ TEST_F(Collections, EnumeratorNextSkipResetClone) {
     ULONG fetched = 99;
     EXPECT_EQ(e->Next(3, nullptr, &fetched), E_POINTER);
     EXPECT_EQ(e->Next(2, v, nullptr), E_POINTER);
-    EXPECT_EQ(e->Next(3, v, &fetched), S_FALSE);
+    EXPECT_EQ(e->Next(3, v, &fetched), S_FALSE); // short
     EXPECT_EQ(fetched, 2u);
     EXPECT_EQ(V_DISPATCH(&v[0]), a->Dispatch());
     EXPECT_EQ(V_DISPATCH(&v[1]), b->Dispatch());
+    EXPECT_EQ(RefCount(a->Dispatch()), 3u); // ours, the list's, the fetched copy
     VariantClear(&v[0]);
     VariantClear(&v[1]);
     EXPECT_EQ(e->Next(1, v, nullptr), S_FALSE); // at the end
+    EXPECT_EQ(V_VT(&v[0]), VT_EMPTY);
     EXPECT_EQ(e->Reset(), S_OK);
     EXPECT_EQ(e->Skip(0), S_OK);
     EXPECT_EQ(e->Skip(1), S_OK);
     IEnumVARIANT* clone = nullptr;
     ASSERT_EQ(e->Clone(&clone), S_OK);
-    EXPECT_EQ(clone->Next(1, v, &fetched), S_OK);
+    EXPECT_EQ(clone->Next(1, v, &fetched), S_OK); // the clone starts where e stands
     EXPECT_EQ(fetched, 1u);
     EXPECT_EQ(V_DISPATCH(&v[0]), b->Dispatch());
     VariantClear(&v[0]);
     EXPECT_EQ(e->Skip(2), S_FALSE);
-    // The enumerators keep the collection alive after the host lets go of it.
+    EXPECT_EQ(e->Skip(1), S_FALSE);
     clone->Release();
     e->Release();
+    EXPECT_EQ(RefCount(a->Dispatch()), 1u); // the list is gone with its last enumerator
 }
 
-TEST_F(Collections, EnumeratorOutlivesTheHostsReferenceToTheList) {
-    cGenericStack* stack = nullptr;
-    ASSERT_EQ(cGenericStack::CreateInstance(&stack), S_OK);
-    stack->AddRef();
-    VARIANT s = String(OLESTR("k"));
-    stack->Push(s);
-    VariantClear(&s);
-    IUnknown* unknown = nullptr;
-    stack->get__NewEnum(&unknown);
-    stack->Release(); // only the enumerator holds it now
-    IEnumVARIANT* e = nullptr;
-    unknown->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&e));
-    unknown->Release();
-    VARIANT v;
-    VariantInit(&v);
-    EXPECT_EQ(e->Next(1, &v, nullptr), S_OK);
-    EXPECT_EQ(Narrow(V_BSTR(&v)), "k");
-    VariantClear(&v);
-    e->Release();
-}
-
-TEST_F(Collections, StackOrderAndCopySemantics) {
+TEST_F(Collections, StackOrderAndCopies) {
     Held<cGenericStack> stack;
     Held<cLiteralValue> a, b;
-    VARIANT va = Dispatch(a->Dispatch()), vb = Dispatch(b->Dispatch());
-    EXPECT_EQ(stack->Push(va), S_OK);
-    EXPECT_EQ(stack->Push(vb), S_OK);
+    EXPECT_EQ(stack->Push(Make(VT_DISPATCH, a->Dispatch())), S_OK);
+    EXPECT_EQ(stack->Push(Make(VT_DISPATCH, b->Dispatch())), S_OK);
     EXPECT_EQ(RefCount(a->Dispatch()), 2u);
-    LONG count = 0;
-    stack->get_Count(&count);
-    EXPECT_EQ(count, 2);
     VARIANT out;
     VariantInit(&out);
     EXPECT_EQ(stack->Peek(&out), S_OK);
-    EXPECT_EQ(V_DISPATCH(&out), a->Dispatch());
-    VariantClear(&out);
-    EXPECT_EQ(stack->Pop(&out), S_OK);
     EXPECT_EQ(V_DISPATCH(&out), a->Dispatch()); // the earliest pushed comes first
     VariantClear(&out);
+    EXPECT_EQ(stack->Pop(&out), S_OK);
+    EXPECT_EQ(V_DISPATCH(&out), a->Dispatch());
+    VariantClear(&out);
     EXPECT_EQ(RefCount(a->Dispatch()), 1u);
+    LONG count = 0;
     stack->get_Count(&count);
     EXPECT_EQ(count, 1);
     stack->get_Item(1, &out);
@@ -135,7 +109,7 @@ TEST_F(Collections, StackOrderAndCopySemantics) {
     VariantClear(&out);
 
     // Strings are copied on the way in and on the way out; empty elements stay empty.
-    VARIANT s = String(OLESTR("col"));
+    VARIANT s = Make(VT_BSTR, nullptr, OLESTR("col"));
     stack->Push(s);
     VARIANT empty;
     VariantInit(&empty);
@@ -156,84 +130,60 @@ TEST_F(Collections, StackOrderAndCopySemantics) {
     EXPECT_EQ(V_VT(&p1), VT_EMPTY);
 }
 
-TEST_F(Collections, PopOnAnEmptyStackReportsAnError) {
+TEST_F(Collections, PopAndPeekOnAnEmptyStackReportAnError) {
     Held<cGenericStack> stack;
-    SetErrorInfo(0, nullptr);
-    VARIANT out;
-    VariantInit(&out);
-    V_VT(&out) = VT_I4;
-    V_I4(&out) = 5;
-    EXPECT_EQ(stack->Pop(&out), static_cast<HRESULT>(0x80020009));
-    EXPECT_EQ(V_VT(&out), VT_I4); // untouched
-    IErrorInfo* info = nullptr;
-    ASSERT_EQ(GetErrorInfo(0, &info), S_OK);
-    BSTR description = nullptr, source = nullptr;
-    info->GetDescription(&description);
-    info->GetSource(&source);
-    EXPECT_EQ(Narrow(description), "Stack is empty");
-    EXPECT_EQ(source, nullptr);
-    GUID guid;
-    info->GetGUID(&guid);
-    EXPECT_TRUE(IsEqualGUID(guid, GUID_NULL));
-    SysFreeString(description);
-    SysFreeString(source);
-    info->Release();
-    EXPECT_EQ(stack->Peek(&out), static_cast<HRESULT>(0x80020009));
-    EXPECT_EQ(GetErrorInfo(0, &info), S_OK);
-    info->Release();
+    for (auto call : {&cGenericStack::Pop, &cGenericStack::Peek}) {
+        SetErrorInfo(0, nullptr);
+        VARIANT out;
+        VariantInit(&out);
+        V_VT(&out) = VT_I4;
+        EXPECT_EQ((stack.p->*call)(&out), DISP_E_EXCEPTION);
+        EXPECT_EQ(V_VT(&out), VT_I4); // untouched
+        IErrorInfo* info = nullptr;
+        ASSERT_EQ(GetErrorInfo(0, &info), S_OK);
+        BSTR description = nullptr, source = nullptr;
+        GUID guid;
+        info->GetDescription(&description);
+        info->GetSource(&source);
+        info->GetGUID(&guid);
+        EXPECT_EQ(Narrow(description), "Stack is empty");
+        EXPECT_EQ(source, nullptr);
+        EXPECT_TRUE(IsEqualGUID(guid, GUID_NULL));
+        SysFreeString(description);
+        SysFreeString(source);
+        info->Release();
+    }
 }
 
-TEST_F(Collections, PoppingALongStackIsLinear) {
-    Held<cGenericStack> stack;
-    const LONG n = 200000;
-    for (LONG i = 0; i < n; ++i) {
-        VARIANT v;
-        VariantInit(&v);
-        V_VT(&v) = VT_I4;
-        V_I4(&v) = i;
-        stack->Push(v);
-    }
-    VARIANT out;
-    for (LONG i = 0; i < n; ++i) {
-        ASSERT_EQ(stack->Pop(&out), S_OK);
-        ASSERT_EQ(V_I4(&out), i);
-        if (i == n / 2) {
-            VARIANT middle;
-            stack->get_Item(1, &middle);
-            EXPECT_EQ(V_I4(&middle), i + 1);
-        }
-    }
-    LONG count = -1;
-    stack->get_Count(&count);
-    EXPECT_EQ(count, 0);
-}
-
-TEST_F(Collections, AsNameAndErrorInfoSupport) {
-    Held<cGenericStack> stack;
-    BSTR name = nullptr;
-    EXPECT_EQ(stack->get_AsName(&name), S_OK);
-    ASSERT_NE(name, nullptr);
-    EXPECT_EQ(SysStringLen(name), 0u);
-    SysFreeString(name);
-    stack->SetName("total");
-    stack->get_AsName(&name);
-    EXPECT_EQ(Narrow(name), "total");
-    SysFreeString(name);
-    EXPECT_EQ(stack->InterfaceSupportsErrorInfo(IID_IGenericStack), S_OK);
-    EXPECT_EQ(stack->InterfaceSupportsErrorInfo(IID_IDispatch), S_FALSE);
+TEST_F(Collections, InterfacesAndErrorInfoSupport) {
     Held<cUpdateItemList> list;
     EXPECT_EQ(list->InterfaceSupportsErrorInfo(IID_IUpdateItemList), S_OK);
     EXPECT_EQ(list->InterfaceSupportsErrorInfo(IID_IGenericStack), S_FALSE);
-    // QueryInterface: own interface, IDispatch and IUnknown are the one dual interface.
-    void* p = nullptr;
-    EXPECT_EQ(list->QueryInterface(IID_IUpdateItemList, &p), S_OK);
-    static_cast<IUnknown*>(p)->Release();
+    EXPECT_EQ(list->InterfaceSupportsErrorInfo(IID_IDispatch), S_FALSE);
+    void* p = reinterpret_cast<void*>(1);
     EXPECT_EQ(list->QueryInterface(IID_IGenericStack, &p), E_NOINTERFACE);
     EXPECT_EQ(p, nullptr);
     EXPECT_EQ(list->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
     UINT n = 0;
     EXPECT_EQ(list->GetTypeInfoCount(&n), S_OK);
     EXPECT_EQ(n, 1u);
+    // An item: its own interface, IExpressionItem, IDispatch and IUnknown are one pointer.
+    Held<cColumnIdent> c;
+    EXPECT_EQ(c->InterfaceSupportsErrorInfo(IID_IColumnIdent), S_OK);
+    EXPECT_EQ(c->InterfaceSupportsErrorInfo(IID_IExpressionItem), S_FALSE);
+    const IID* same[] = {&IID_IColumnIdent, &IID_IExpressionItem, &IID_IDispatch, &IID_IUnknown};
+    for (const IID* iid : same) {
+        ASSERT_EQ(c->QueryInterface(*iid, &p), S_OK);
+        EXPECT_EQ(p, static_cast<void*>(static_cast<IColumnIdent*>(c.p)));
+        EXPECT_EQ(RefCount(c->Dispatch()), 2u);
+        static_cast<IUnknown*>(p)->Release();
+    }
+    ISupportErrorInfo* support = nullptr;
+    ASSERT_EQ(c->QueryInterface(IID_ISupportErrorInfo, reinterpret_cast<void**>(&support)), S_OK);
+    EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IColumnIdent), S_OK);
+    support->Release();
+    EXPECT_EQ(c->QueryInterface(IID_ITableIdent, &p), E_NOINTERFACE);
+    EXPECT_EQ(c->get_TableName(nullptr), E_POINTER);
 }
 
 } // namespace

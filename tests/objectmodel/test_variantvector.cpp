@@ -40,8 +40,6 @@ TEST_F(VariantVector, ElementsStayInPlaceAcrossGrowth) {
         }
     }
     EXPECT_TRUE(HoldsSequence(store, 0, 5000));
-    EXPECT_GE(store.Capacity(), 5000u);
-    EXPECT_LT(store.Capacity(), 2 * 5000u + 8);
 }
 
 TEST_F(VariantVector, RemovingFromTheFrontKeepsOrderAndBoundsTheStorage) {
@@ -60,27 +58,12 @@ TEST_F(VariantVector, RemovingFromTheFrontKeepsOrderAndBoundsTheStorage) {
         }
     }
     EXPECT_TRUE(HoldsSequence(store, first, 100));
-    EXPECT_LE(store.Capacity(), 512u);
-
-    // Emptied from the front, the store starts over at its first slot.
-    const size_t capacity = store.Capacity();
+    EXPECT_LE(store.Capacity(), 512u); // not the 14000 appended
     while (!store.Empty()) store.RemoveFront();
     store.RemoveFront(); // nothing to remove
     EXPECT_EQ(store.Size(), 0u);
     for (LONG i = 0; i < 30; ++i) ASSERT_EQ(AppendInt(store, i), S_OK);
     EXPECT_TRUE(HoldsSequence(store, 0, 30));
-    EXPECT_EQ(store.Capacity(), capacity);
-}
-
-TEST_F(VariantVector, ClearKeepsTheChunksForTheNextElements) {
-    CVariantVector store;
-    for (LONG i = 0; i < 300; ++i) ASSERT_EQ(AppendInt(store, i), S_OK);
-    const size_t capacity = store.Capacity();
-    store.Clear();
-    EXPECT_TRUE(store.Empty());
-    for (LONG i = 0; i < 300; ++i) ASSERT_EQ(AppendInt(store, 1000 + i), S_OK);
-    EXPECT_TRUE(HoldsSequence(store, 1000, 300));
-    EXPECT_EQ(store.Capacity(), capacity);
 }
 
 TEST_F(VariantVector, OwnedElementsAreReleasedWhicheverWayTheyLeave) {

@@ -2,111 +2,84 @@
 // and every node of a shared, deep graph is destroyed exactly once.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <string>
 
 #include "helpers.h"
 
 namespace {
 
-// Walks a left-deep chain of binary nodes of one kind without recursion.
-size_t LeftDepth(const CSQLNode* node, int kind) {
-    size_t depth = 0;
-    while (node && node->m_nKind == kind) {
-        ++depth;
-        node = node->m_pLeft;
-    }
-    return depth;
+// head, then piece n times with "#" replaced by the count, then tail.
+std::string Repeat(std::string s, const std::string& piece, int n, const char* tail) {
+    const size_t at = piece.find('#');
+    for (int i = 0; i < n; ++i) s += piece.substr(0, at) + std::to_string(i) + piece.substr(at + 1);
+    return s + tail;
 }
 
-TEST(Deep, HundredThousandOredComparisons) {
-    std::string text = "SELECT a FROM t WHERE a = 0";
-    for (int i = 1; i < 100000; ++i) text += " OR a = " + std::to_string(i);
-    CParseTree tree;
-    ASSERT_EQ(ParseInto(tree, text), 0);
-    const CSQLNode* where = tree.GetRoot()->m_pRight->m_pLeft->m_pRight;
-    EXPECT_EQ(LeftDepth(where, NODE_KIND_OR), 99999u);
+// The length of the chain from node through link while nodes are of the given kinds.
+size_t Chain(const CSQLNode* node, CSQLNode* CSQLNode::*link, std::initializer_list<int> kinds) {
+    size_t n = 0;
+    for (; node && std::find(kinds.begin(), kinds.end(), node->m_nKind) != kinds.end(); node = node->*link) ++n;
+    return n;
 }
 
-TEST(Deep, HundredThousandValueInList) {
-    std::string text = "SELECT a FROM t WHERE a IN (0";
-    for (int i = 1; i < 100000; ++i) text += "," + std::to_string(i);
-    text += ")";
+const CSQLNode* Where(const CSQLNode* root) { return root->m_pRight->m_pLeft->m_pRight; }
+const CSQLNode* Items(const CSQLNode* root) { return root->m_pLeft->m_pRight; }
+const CSQLNode* Tables(const CSQLNode* root) { return root->m_pRight->m_pLeft->m_pLeft; }
+
+TEST(Deep, LongChainsAreBuiltWhole) {
+    const struct {
+        std::string text;
+        std::function<size_t(const CSQLNode*)> length;
+        size_t expected;
+    } cases[] = {
+        {Repeat("SELECT a FROM t WHERE a = 0", " OR a = #", 99999, ""),
+         [](const CSQLNode* r) { return Chain(Where(r), &CSQLNode::m_pLeft, {NODE_KIND_OR}); }, 99999},
+        {Repeat("SELECT a FROM t WHERE x = 1", " + c * #", 100000, ""),
+         [](const CSQLNode* r) { return Chain(Where(r)->m_pRight, &CSQLNode::m_pLeft, {NODE_KIND_PLUS}); }, 100000},
+        {Repeat("SELECT a FROM t WHERE x = 1", " - #", 100000, ""),
+         [](const CSQLNode* r) { return Chain(Where(r)->m_pRight, &CSQLNode::m_pLeft, {NODE_KIND_MINUS}); }, 100000},
+        {Repeat("SELECT c", ", c# AS a", 19999, " FROM t"),
+         [](const CSQLNode* r) { return Chain(Items(r), &CSQLNode::m_pNext, {NODE_KIND_COLUMN, NODE_KIND_ALIAS}); },
+         20000},
+        {Repeat("SELECT CASE", " WHEN a = # THEN 1", 30000, " ELSE 0 END FROM t"),
+         [](const CSQLNode* r) {
+             return Chain(Items(r)->m_pLeft->m_pRight, &CSQLNode::m_pLeft, {NODE_KIND_CASE_CONTAINER});
+         },
+         29999},
+        {Repeat("SELECT * FROM t", " JOIN t# ON a = b", 19999, ""),
+         [](const CSQLNode* r) { return Chain(Tables(r), &CSQLNode::m_pLeft, {NODE_KIND_INNER_JOIN}); }, 19999},
+        {Repeat("SELECT a FROM t", " UNION SELECT a# FROM t", 20000, ""),
+         [](const CSQLNode* r) { return Chain(r, &CSQLNode::m_pLeft, {NODE_KIND_UNION}); }, 20000},
+    };
     CParseTree tree;
-    ASSERT_EQ(ParseInto(tree, text), 0);
-    const CSQLNode* where = tree.GetRoot()->m_pRight->m_pLeft->m_pRight;
-    EXPECT_EQ(LeftDepth(where, NODE_KIND_OR), 99999u);
-    // Every comparison shares the one tested column node.
-    const CSQLNode* column = where->m_pRight->m_pLeft;
-    const CSQLNode* n = where;
-    while (n->m_nKind == NODE_KIND_OR) {
-        ASSERT_EQ(n->m_pRight->m_pLeft, column);
-        n = n->m_pLeft;
+    for (const auto& c : cases) {
+        ASSERT_EQ(ParseInto(tree, c.text), 0) << c.text.substr(0, 40);
+        EXPECT_EQ(c.length(tree.GetRoot()), c.expected) << c.text.substr(0, 40);
     }
+}
+
+TEST(Deep, HundredThousandValueInListShareTheTestedColumn) {
+    CParseTree tree;
+    ASSERT_EQ(ParseInto(tree, Repeat("SELECT a FROM t WHERE a IN (0", ",#", 99999, ")")), 0);
+    const CSQLNode* n = Where(tree.GetRoot());
+    const CSQLNode* column = n->m_pRight->m_pLeft;
+    size_t ors = 0;
+    for (; n->m_nKind == NODE_KIND_OR; n = n->m_pLeft, ++ors) ASSERT_EQ(n->m_pRight->m_pLeft, column);
     EXPECT_EQ(n->m_pLeft, column);
+    EXPECT_EQ(ors, 99999u);
     tree.Reset(); // shared nodes are deleted once (the sanitizer build checks it)
     EXPECT_EQ(tree.Nodes().GetSize(), 0u);
 }
 
-TEST(Deep, HundredThousandTermExpression) {
-    std::string text = "SELECT a FROM t WHERE x = 1";
-    for (int i = 0; i < 100000; ++i) text += i % 2 ? " - b" : " + c * 2";
-    CParseTree tree;
-    ASSERT_EQ(ParseInto(tree, text), 0);
-    const CSQLNode* rhs = tree.GetRoot()->m_pRight->m_pLeft->m_pRight->m_pRight;
-    size_t depth = 0;
-    for (const CSQLNode* n = rhs; n && (n->m_nKind == NODE_KIND_PLUS || n->m_nKind == NODE_KIND_MINUS);
-         n = n->m_pLeft)
-        ++depth;
-    EXPECT_EQ(depth, 100000u);
-}
-
-TEST(Deep, TwentyThousandSelectItems) {
-    std::string text = "SELECT c0";
-    for (int i = 1; i < 20000; ++i) text += ", c" + std::to_string(i) + " AS a" + std::to_string(i);
-    text += " FROM t";
-    CParseTree tree;
-    ASSERT_EQ(ParseInto(tree, text), 0);
-    size_t count = 0;
-    const CSQLNode* last = nullptr;
-    for (const CSQLNode* n = tree.GetRoot()->m_pLeft->m_pRight; n; n = n->m_pNext) {
-        ++count;
-        last = n;
-    }
-    EXPECT_EQ(count, 20000u);
-    ASSERT_NE(last, nullptr);
-    EXPECT_EQ(last->m_pRight->GetText(), "a19999");
-}
-
-TEST(Deep, ThirtyThousandWhens) {
-    std::string text = "SELECT CASE";
-    for (int i = 0; i < 30000; ++i) text += " WHEN a = " + std::to_string(i) + " THEN " + std::to_string(i);
-    text += " ELSE 0 END FROM t";
-    CParseTree tree;
-    ASSERT_EQ(ParseInto(tree, text), 0);
-    const CSQLNode* inner = tree.GetRoot()->m_pLeft->m_pRight->m_pLeft;
-    EXPECT_EQ(LeftDepth(inner->m_pRight, NODE_KIND_CASE_CONTAINER), 29999u);
-}
-
 TEST(Deep, MegabyteStatementAndRepeatedParses) {
-    std::string text = "SELECT a FROM t WHERE s = '" + std::string(1 << 20, 'x') + "' AND b IN (1, 2)";
+    const std::string text = "SELECT a FROM t WHERE s = '" + std::string(1 << 20, 'x') + "' AND b IN (1, 2)";
     CParseTree tree;
     for (int i = 0; i < 3; ++i) {
         ASSERT_EQ(ParseInto(tree, text), 0);
         EXPECT_EQ(tree.Tokens().GetAt(3)->Text().size(), size_t(1) << 20);
     }
-}
-
-TEST(Deep, JoinChainsAndSetOperationChains) {
-    std::string joins = "SELECT * FROM t0";
-    for (int i = 1; i < 20000; ++i) joins += " JOIN t" + std::to_string(i) + " ON a = b";
-    CParseTree tree;
-    ASSERT_EQ(ParseInto(tree, joins), 0);
-    EXPECT_EQ(LeftDepth(tree.GetRoot()->m_pRight->m_pLeft->m_pLeft, NODE_KIND_INNER_JOIN), 19999u);
-
-    std::string unions = "SELECT a FROM t";
-    for (int i = 0; i < 20000; ++i) unions += " UNION SELECT a FROM t";
-    ASSERT_EQ(ParseInto(tree, unions), 0);
-    EXPECT_EQ(LeftDepth(tree.GetRoot(), NODE_KIND_UNION), 20000u);
 }
 
 } // namespace

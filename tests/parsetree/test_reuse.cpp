@@ -1,7 +1,6 @@
 // One CParseTree parsing statement after statement keeps its scanner, scan buffer and
-// arena: every parse must come out exactly as it would on a fresh tree, whatever the
-// previous statement left behind (a longer text, a failed parse stopped midway, the
-// scanner in another start condition).
+// arena (tests/sql/reuse.sql runs a sequence of narrow statements through the tool): wide
+// text after narrow, token texts until the next parse, and the arena's blocks.
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -9,67 +8,9 @@
 #include <vector>
 
 #include "parsetree/arena.h"
-#include "parsetree/dump.h"
 #include "parsetree/parsetree.h"
 
 namespace {
-
-struct Outcome {
-    int result;
-    std::string tree; // DumpTree: nodes, token texts, named nodes and the error text
-    std::string echo;
-};
-
-Outcome ParseWith(CParseTree& tree, const std::string& text) {
-    std::ostringstream echo;
-    tree.SetEchoStream(&echo);
-    const int result = tree.ParseNarrow(text.data(), text.size());
-    tree.SetEchoStream(nullptr);
-    return {result, DumpTree(tree), echo.str()};
-}
-
-Outcome ParseFresh(const std::string& text) {
-    CParseTree tree;
-    return ParseWith(tree, text);
-}
-
-void ExpectSameAsFresh(CParseTree& reused, const std::string& text) {
-    const Outcome expected = ParseFresh(text);
-    const Outcome got = ParseWith(reused, text);
-    EXPECT_EQ(got.result, expected.result) << text.substr(0, 80);
-    EXPECT_EQ(got.tree, expected.tree) << text.substr(0, 80);
-    EXPECT_EQ(got.echo, expected.echo) << text.substr(0, 80);
-}
-
-TEST(ParserReuse, EachParseMatchesAFreshTree) {
-    const std::string literal(300000, 'q');
-    const std::vector<std::string> sequence = {
-        // Long, then a prefix of it: the stale bytes past the shorter text must not be
-        // read (the prefix alone is incomplete and rejected).
-        "SELECT a FROM t WHERE s = '" + literal + "' AND b IN (1, 2)",
-        "SELECT a FROM t WHERE s",
-        "SELECT a FROM t WHERE s = 'x'",
-        // A parse that fails early, leaving most of its text unscanned.
-        "SELECT a b c d FROM t WHERE x = 1",
-        "DELETE FROM t WHERE x = 2",
-        // The scanner ends inside the case-state start condition...
-        "SELECT a FROM t WHERE CASESTATE",
-        // ...which must not colour the first tokens of the next statement.
-        "(selected) = 1",
-        "-label",
-        "UPDATE t SET a = 1 WHERE CASESTATE (hidden)",
-        // Uncovered bytes and a case-state error, then clean statements.
-        "SELECT a FROM t WHERE b = 1; #",
-        "CASESTATE_foo",
-        "SELECT COUNT(*) FROM t",
-        "",
-        "CREATE TABLE t (a CHAR(10), b INTEGER)",
-    };
-    CParseTree tree;
-    for (const std::string& text : sequence) ExpectSameAsFresh(tree, text);
-    // The same sequence backwards: every statement also follows every other kind.
-    for (auto it = sequence.rbegin(); it != sequence.rend(); ++it) ExpectSameAsFresh(tree, *it);
-}
 
 TEST(ParserReuse, WideTextAfterNarrowAndNonAsciiAfterAscii) {
     CParseTree tree;

@@ -8,18 +8,12 @@ namespace {
 
 using platformtest::Narrow;
 
-// {3F2A1C5B-7D4E-4B6A-9C8D-1E2F3A4B5C6D}, a GUID only these tests use.
-const GUID kSomeGuid = {0x3F2A1C5B, 0x7D4E, 0x4B6A, {0x9C, 0x8D, 0x1E, 0x2F, 0x3A, 0x4B, 0x5C, 0x6D}};
-
 // An error object that counts its references, to see what the slot holds.
 struct CountedErrorInfo : IErrorInfo {
     ULONG refs = 1;
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
         *object = nullptr;
-        if (!IsEqualGUID(iid, IID_IUnknown) && !IsEqualGUID(iid, IID_IErrorInfo)) return E_NOINTERFACE;
-        *object = static_cast<IErrorInfo*>(this);
-        AddRef();
-        return S_OK;
+        return E_NOINTERFACE;
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
     ULONG STDMETHODCALLTYPE Release() override { return --refs; }
@@ -30,31 +24,27 @@ struct CountedErrorInfo : IErrorInfo {
     HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD*) override { return E_NOTIMPL; }
 };
 
-std::string Description(IErrorInfo* info) {
+std::string Read(IErrorInfo* info, HRESULT (STDMETHODCALLTYPE IErrorInfo::*get)(BSTR*)) {
     BSTR text = nullptr;
-    EXPECT_EQ(info->GetDescription(&text), S_OK);
+    EXPECT_EQ((info->*get)(&text), S_OK);
     std::string s = text ? Narrow(text, SysStringLen(text)) : "(null)";
     SysFreeString(text);
     return s;
 }
 
-// Publishes a new error object with a description on the calling thread.
-void Publish(const OLECHAR* description) {
-    ICreateErrorInfo* create = nullptr;
-    ASSERT_EQ(CreateErrorInfo(&create), S_OK);
-    create->SetDescription(const_cast<LPOLESTR>(description));
+IErrorInfo* NewErrorInfo(ICreateErrorInfo** create, const OLECHAR* description = nullptr) {
+    EXPECT_EQ(CreateErrorInfo(create), S_OK);
+    if (description) (*create)->SetDescription(const_cast<LPOLESTR>(description));
     IErrorInfo* info = nullptr;
-    ASSERT_EQ(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)), S_OK);
-    EXPECT_EQ(SetErrorInfo(0, info), S_OK);
-    info->Release();
-    create->Release();
+    EXPECT_EQ((*create)->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)), S_OK);
+    return info;
 }
 
 // Takes the thread's error object and returns its description; "" when there is none.
 std::string Take() {
     IErrorInfo* info = nullptr;
     if (GetErrorInfo(0, &info) != S_OK) return "";
-    std::string s = Description(info);
+    std::string s = Read(info, &IErrorInfo::GetDescription);
     info->Release();
     return s;
 }
@@ -65,126 +55,97 @@ protected:
     void TearDown() override { SetErrorInfo(0, nullptr); }
 };
 
-TEST_F(ErrorInfo, EveryFieldRoundTrips) {
+TEST_F(ErrorInfo, FieldsRoundTripAndOneObjectAnswersBothInterfaces) {
+    const GUID guid = {0x3F2A1C5B, 0x7D4E, 0x4B6A, {0x9C, 0x8D, 0x1E, 0x2F, 0x3A, 0x4B, 0x5C, 0x6D}};
     ICreateErrorInfo* create = nullptr;
-    ASSERT_EQ(CreateErrorInfo(&create), S_OK);
-    ASSERT_NE(create, nullptr);
-    EXPECT_EQ(create->SetGUID(kSomeGuid), S_OK);
+    IErrorInfo* info = NewErrorInfo(&create);
+    // A fresh object: no source, context 0; an out-parameter is overwritten, not freed.
+    BSTR source = SysAllocString(OLESTR("stale"));
+    BSTR stale = source;
+    EXPECT_EQ(info->GetSource(&source), S_OK);
+    EXPECT_EQ(source, nullptr);
+    SysFreeString(stale);
+    DWORD context = 7;
+    EXPECT_EQ(info->GetHelpContext(&context), S_OK);
+    EXPECT_EQ(context, 0u);
+
+    EXPECT_EQ(create->SetGUID(guid), S_OK);
     EXPECT_EQ(create->SetSource(const_cast<LPOLESTR>(OLESTR("Tarvolin.Parser.1"))), S_OK);
     EXPECT_EQ(create->SetDescription(const_cast<LPOLESTR>(OLESTR("Stack is empty"))), S_OK);
     EXPECT_EQ(create->SetHelpFile(const_cast<LPOLESTR>(OLESTR("help.chm"))), S_OK);
     EXPECT_EQ(create->SetHelpContext(42), S_OK);
-    IErrorInfo* info = nullptr;
-    ASSERT_EQ(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)), S_OK);
-
-    GUID guid = GUID_NULL;
-    EXPECT_EQ(info->GetGUID(&guid), S_OK);
-    EXPECT_TRUE(IsEqualGUID(guid, kSomeGuid));
-    BSTR text = nullptr;
-    EXPECT_EQ(info->GetSource(&text), S_OK);
-    EXPECT_EQ(Narrow(text), "Tarvolin.Parser.1");
-    SysFreeString(text);
-    EXPECT_EQ(info->GetHelpFile(&text), S_OK);
-    EXPECT_EQ(Narrow(text), "help.chm");
-    SysFreeString(text);
-    DWORD context = 0;
+    GUID read = GUID_NULL;
+    EXPECT_EQ(info->GetGUID(&read), S_OK);
+    EXPECT_TRUE(IsEqualGUID(read, guid));
+    EXPECT_EQ(Read(info, &IErrorInfo::GetSource), "Tarvolin.Parser.1");
+    EXPECT_EQ(Read(info, &IErrorInfo::GetHelpFile), "help.chm");
     EXPECT_EQ(info->GetHelpContext(&context), S_OK);
     EXPECT_EQ(context, 42u);
-
-    // Every read hands out a string of its own.
-    BSTR first = nullptr, second = nullptr;
-    EXPECT_EQ(info->GetDescription(&first), S_OK);
-    EXPECT_EQ(info->GetDescription(&second), S_OK);
+    BSTR first = nullptr, second = nullptr; // every read hands out a string of its own
+    info->GetDescription(&first);
+    info->GetDescription(&second);
     EXPECT_NE(first, second);
     EXPECT_EQ(Narrow(first), "Stack is empty");
     EXPECT_EQ(SysStringLen(second), 14u);
     SysFreeString(first);
     SysFreeString(second);
+    create->SetDescription(nullptr); // a null setter clears
+    EXPECT_EQ(Read(info, &IErrorInfo::GetDescription), "(null)");
 
-    // A later setter replaces, a null one clears.
-    create->SetDescription(const_cast<LPOLESTR>(OLESTR("other")));
-    EXPECT_EQ(Description(info), "other");
-    create->SetDescription(nullptr);
-    EXPECT_EQ(Description(info), "(null)");
-    info->Release();
-    create->Release();
-}
-
-TEST_F(ErrorInfo, FreshObjectHasNothingSet) {
-    ICreateErrorInfo* create = nullptr;
-    ASSERT_EQ(CreateErrorInfo(&create), S_OK);
-    IErrorInfo* info = nullptr;
-    ASSERT_EQ(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)), S_OK);
-    // (The GUID of a fresh object is not checked: Wine leaves it uninitialised, and
-    // reporters set it anyway.)
-    BSTR source = SysAllocString(OLESTR("stale"));
-    BSTR stale = source;
-    EXPECT_EQ(info->GetSource(&source), S_OK);
-    EXPECT_EQ(source, nullptr); // overwritten, not freed: it is an out-parameter
-    SysFreeString(stale);
-    DWORD context = 7;
-    EXPECT_EQ(info->GetHelpContext(&context), S_OK);
-    EXPECT_EQ(context, 0u);
-    info->Release();
-    create->Release();
-}
-
-TEST_F(ErrorInfo, OneObjectAnswersBothInterfaces) {
-    ICreateErrorInfo* create = nullptr;
-    ASSERT_EQ(CreateErrorInfo(&create), S_OK);
     IUnknown* a = nullptr;
     IUnknown* b = nullptr;
-    ASSERT_EQ(create->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&a)), S_OK);
-    IErrorInfo* info = nullptr;
-    ASSERT_EQ(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)), S_OK);
-    ASSERT_EQ(info->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&b)), S_OK);
-    EXPECT_EQ(a, b); // the same object's identity
     ICreateErrorInfo* again = nullptr;
+    ASSERT_EQ(create->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&a)), S_OK);
+    ASSERT_EQ(info->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&b)), S_OK);
+    EXPECT_EQ(a, b);
     EXPECT_EQ(info->QueryInterface(IID_ICreateErrorInfo, reinterpret_cast<void**>(&again)), S_OK);
     EXPECT_EQ(again, create);
     void* none = reinterpret_cast<void*>(1);
     EXPECT_EQ(info->QueryInterface(IID_IClassFactory, &none), E_NOINTERFACE);
     EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(info->GetDescription(nullptr), E_INVALIDARG);
+    EXPECT_EQ(info->GetGUID(nullptr), E_INVALIDARG);
+    EXPECT_EQ(info->GetHelpContext(nullptr), E_INVALIDARG);
     for (IUnknown* p : {static_cast<IUnknown*>(again), static_cast<IUnknown*>(info), a, b}) p->Release();
     create->Release();
+    EXPECT_EQ(CreateErrorInfo(nullptr), E_INVALIDARG);
+    EXPECT_EQ(GetErrorInfo(0, nullptr), E_INVALIDARG);
 }
 
 TEST_F(ErrorInfo, SlotHoldsOneReferenceAndGetTransfersIt) {
-    CountedErrorInfo error;
-    EXPECT_EQ(SetErrorInfo(0, &error), S_OK);
-    EXPECT_EQ(error.refs, 2u);
-    IErrorInfo* info = nullptr;
-    ASSERT_EQ(GetErrorInfo(0, &info), S_OK);
-    EXPECT_EQ(info, &error);
-    EXPECT_EQ(error.refs, 2u); // the slot's reference now belongs to the caller
-    info->Release();
-    EXPECT_EQ(GetErrorInfo(0, &info), S_FALSE); // taken: the slot is empty
-    EXPECT_EQ(info, nullptr);
-    EXPECT_EQ(error.refs, 1u);
-}
-
-TEST_F(ErrorInfo, SettingReplacesAndNullClears) {
     CountedErrorInfo first, second;
-    SetErrorInfo(0, &first);
-    SetErrorInfo(0, &second);
+    EXPECT_EQ(SetErrorInfo(0, &first), S_OK);
+    EXPECT_EQ(first.refs, 2u);
+    SetErrorInfo(0, &second); // replaces
     EXPECT_EQ(first.refs, 1u);
-    EXPECT_EQ(second.refs, 2u);
     SetErrorInfo(0, &second); // the same object again: still one reference
     EXPECT_EQ(second.refs, 2u);
-    EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
-    EXPECT_EQ(second.refs, 1u);
-    IErrorInfo* info = reinterpret_cast<IErrorInfo*>(1);
-    EXPECT_EQ(GetErrorInfo(0, &info), S_FALSE);
+    IErrorInfo* info = nullptr;
+    ASSERT_EQ(GetErrorInfo(0, &info), S_OK);
+    EXPECT_EQ(info, &second);
+    EXPECT_EQ(second.refs, 2u); // the slot's reference now belongs to the caller
+    info->Release();
+    info = reinterpret_cast<IErrorInfo*>(1);
+    EXPECT_EQ(GetErrorInfo(0, &info), S_FALSE); // taken: the slot is empty
     EXPECT_EQ(info, nullptr);
+    SetErrorInfo(0, &first);
+    EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK); // null clears
+    EXPECT_EQ(first.refs, 1u);
 }
 
 TEST_F(ErrorInfo, ThreadsDoNotSeeEachOthersErrors) {
-    Publish(OLESTR("main"));
-    std::string seenByOther = "not run";
-    std::string otherOwn;
+    auto publish = [](const OLECHAR* text) {
+        ICreateErrorInfo* create = nullptr;
+        IErrorInfo* info = NewErrorInfo(&create, text);
+        SetErrorInfo(0, info);
+        info->Release();
+        create->Release();
+    };
+    publish(OLESTR("main"));
+    std::string seenByOther = "not run", otherOwn;
     std::thread other([&] {
         seenByOther = Take();
-        Publish(OLESTR("other"));
+        publish(OLESTR("other"));
         otherOwn = Take();
     });
     other.join();
@@ -192,20 +153,6 @@ TEST_F(ErrorInfo, ThreadsDoNotSeeEachOthersErrors) {
     EXPECT_EQ(otherOwn, "other");
     EXPECT_EQ(Take(), "main");
     EXPECT_EQ(Take(), ""); // taken once
-}
-
-TEST_F(ErrorInfo, NullOutPointersAreRejected) {
-    EXPECT_EQ(CreateErrorInfo(nullptr), E_INVALIDARG);
-    EXPECT_EQ(GetErrorInfo(0, nullptr), E_INVALIDARG);
-    ICreateErrorInfo* create = nullptr;
-    ASSERT_EQ(CreateErrorInfo(&create), S_OK);
-    IErrorInfo* info = nullptr;
-    ASSERT_EQ(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)), S_OK);
-    EXPECT_EQ(info->GetDescription(nullptr), E_INVALIDARG);
-    EXPECT_EQ(info->GetGUID(nullptr), E_INVALIDARG);
-    EXPECT_EQ(info->GetHelpContext(nullptr), E_INVALIDARG);
-    info->Release();
-    create->Release();
 }
 
 } // namespace

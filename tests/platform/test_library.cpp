@@ -160,17 +160,6 @@ TEST(Resources, EachModuleHasItsOwn) {
     ASSERT_NE(text, nullptr);
     EXPECT_EQ(Narrow(text, 18), "Only in the module");
 
-    // A string table block as Windows lays it out: 16 entries, each a length and its text.
-    const std::vector<unsigned char> block = ResourceBytes(module, MAKEINTRESOURCEW(100 / 16 + 1), MAKEINTRESOURCEW(6));
-    std::vector<OLECHAR> words(block.size() / sizeof(OLECHAR));
-    std::memcpy(words.data(), block.data(), words.size() * sizeof(OLECHAR));
-    std::vector<std::string> entries;
-    for (size_t at = 0; at < words.size(); at += 1 + words[at])
-        entries.push_back(Narrow(words.data() + at + 1, std::min<size_t>(words[at], words.size() - at - 1)));
-    ASSERT_EQ(entries.size(), 16u);
-    EXPECT_EQ(entries[100 % 16], "Tarvolin test module");
-    EXPECT_EQ(entries[0], "");
-
     // Files the resource scripts name, byte for byte, each in its own module. Type names
     // compare without regard to case, and "#101" is id 101.
     const std::vector<unsigned char> moduleScript = FileBytes(PlatformPath(TEST_MODULE_RGS_PATH));

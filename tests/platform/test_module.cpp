@@ -56,14 +56,6 @@ TEST(StringTable, LoadsTruncatesAndReportsMissingEntries) {
     EXPECT_EQ(LoadStringA(self, 9999, buffer, sizeof buffer), 0);
 }
 
-TEST(StringTable, BlocksOfSixteenIdsAreResources) {
-    HMODULE self = GetModuleHandleW(nullptr);
-    // Ids 96 to 111 form block 7, ids 288 to 303 block 19.
-    EXPECT_NE(FindResourceA(self, MAKEINTRESOURCEA(100 / 16 + 1), RT_STRING), nullptr);
-    EXPECT_NE(FindResourceA(self, MAKEINTRESOURCEA(300 / 16 + 1), RT_STRING), nullptr);
-    EXPECT_EQ(FindResourceA(self, MAKEINTRESOURCEA(200 / 16 + 1), RT_STRING), nullptr);
-}
-
 std::basic_string<OLECHAR> ModuleFileName() {
     OLECHAR path[MAX_PATH * 4] = {};
     const DWORD n = GetModuleFileNameW(nullptr, reinterpret_cast<LPWSTR>(path), MAX_PATH * 4);

@@ -200,21 +200,6 @@ TEST_F(Registration, UnregisteringTakesTheVersionAndThenTheLibrary) {
     EXPECT_FALSE(Exists(kTestLibraryKey));
 }
 
-TEST_F(Registration, LoadTypeLibRegistersALibraryGivenWithoutItsPath) {
-    // The tests run in the directory the build puts the library in.
-    if (!PathFileExistsW(OLESTR("platformtest.tlb"))) GTEST_SKIP() << "not run in the build directory";
-    ITypeLib* library = nullptr;
-    ASSERT_EQ(LoadTypeLib(m_Path.c_str(), &library), S_OK);
-    library->Release();
-    EXPECT_FALSE(Exists(kTestLibraryKey));
-    ASSERT_EQ(LoadTypeLib(OLESTR("platformtest.tlb"), &library), S_OK);
-    library->Release();
-    // Under the full path (Wine writes it in its long form, with a \\?\ prefix).
-    std::string registered = Value(std::string(kTestLibraryKey) + "\\3.c\\407\\win64");
-    if (registered.rfind("\\\\?\\", 0) == 0) registered.erase(0, 4);
-    EXPECT_EQ(registered, Narrow(m_Path.c_str()));
-}
-
 TEST_F(Registration, ALibraryWhoseFileIsGoneCannotBeUnregistered) {
     const std::basic_string<OLECHAR> gone = m_Path + OLESTR(".gone");
     ASSERT_EQ(Register(gone.c_str()), S_OK);

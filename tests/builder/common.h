@@ -1,0 +1,22 @@
+// Helpers of the builder tests: a parse through ParseSQL and the leak check after every test.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "builder/parser.h"
+#include "objectmodel/module.h"
+
+class ObjectTest : public ::testing::Test {
+protected:
+    void TearDown() override { EXPECT_EQ(CModule::LiveObjects(), 0) << "objects leaked by this test"; }
+};
+
+inline HRESULT ParseText(IParser* parser, const std::string& sql) {
+    std::basic_string<OLECHAR> wide(sql.begin(), sql.end());
+    BSTR text = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
+    const HRESULT hr = parser->ParseSQL(text);
+    SysFreeString(text);
+    return hr;
+}

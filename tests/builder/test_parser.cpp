@@ -1,0 +1,195 @@
+// The Parser object: what its getters hand out before and after parses, the error object
+// of a rejected statement, and deep input. What the statements contain is checked through
+// the tarvolin tool (tests/sql).
+#include "common.h"
+
+#include <string>
+
+namespace {
+
+using Parser = ObjectTest;
+const HRESULT kException = DISP_E_EXCEPTION;
+
+std::string Narrow(BSTR text) {
+    std::string s;
+    for (UINT i = 0; i < SysStringLen(text); ++i) s += static_cast<char>(text[i] < 256 ? text[i] : '?');
+    return s;
+}
+
+// The thread's error object as "description|source|guid is null".
+std::string ErrorInfo() {
+    IErrorInfo* info = nullptr;
+    if (GetErrorInfo(0, &info) != S_OK || !info) return "<none>";
+    BSTR text = nullptr, source = nullptr;
+    GUID guid;
+    info->GetDescription(&text);
+    info->GetSource(&source);
+    info->GetGUID(&guid);
+    std::string s = Narrow(text) + "|" + (source ? Narrow(source) : "<null>") + "|" +
+                    (IsEqualGUID(guid, GUID_NULL) ? "null" : "guid");
+    SysFreeString(text);
+    SysFreeString(source);
+    info->Release();
+    return s;
+}
+
+cParser* NewParser() {
+    cParser* parser = nullptr;
+    EXPECT_EQ(cParser::CreateInstance(&parser), S_OK);
+    parser->AddRef();
+    return parser;
+}
+
+// Every statement getter: S_OK, and a statement object only for the given type.
+void ExpectOnlyStatement(cParser* parser, STATEMENT_TYPE expected) {
+    STATEMENT_TYPE type = static_cast<STATEMENT_TYPE>(-1);
+    EXPECT_EQ(parser->get_StatementType(&type), S_OK);
+    EXPECT_EQ(type, expected);
+    IDispatch* objects[7];
+    for (auto& p : objects) p = reinterpret_cast<IDispatch*>(1);
+    EXPECT_EQ(parser->get_SelectStmt(reinterpret_cast<ISelectStmt**>(&objects[0])), S_OK);
+    EXPECT_EQ(parser->get_UpdateStmt(reinterpret_cast<IUpdateStmt**>(&objects[1])), S_OK);
+    EXPECT_EQ(parser->get_InsertStmt(reinterpret_cast<IInsertStmt**>(&objects[2])), S_OK);
+    EXPECT_EQ(parser->get_DeleteStmt(reinterpret_cast<IDeleteStmt**>(&objects[3])), S_OK);
+    EXPECT_EQ(parser->get_CreateTableStmt(reinterpret_cast<ICreateTableStmt**>(&objects[4])), S_OK);
+    EXPECT_EQ(parser->get_DropTableStmt(reinterpret_cast<IDropStmt**>(&objects[5])), S_OK);
+    EXPECT_EQ(parser->get_SetOperationsStmt(reinterpret_cast<ISetOperationsStmt**>(&objects[6])), S_OK);
+    const STATEMENT_TYPE owners[] = {STATEMENT_TYPE_SELECT, STATEMENT_TYPE_UPDATE, STATEMENT_TYPE_INSERT,
+                                     STATEMENT_TYPE_DELETE, STATEMENT_TYPE_CREATETABLE, STATEMENT_TYPE_DROPTABLE,
+                                     STATEMENT_TYPE_SETOPERATIONS};
+    for (int i = 0; i < 7; ++i) {
+        EXPECT_EQ(objects[i] != nullptr, owners[i] == expected) << "getter " << i << " after type " << expected;
+        if (objects[i]) objects[i]->Release();
+    }
+}
+
+TEST_F(Parser, EachStatementTypeFillsItsOwnGetterOnly) {
+    cParser* parser = NewParser();
+    ExpectOnlyStatement(parser, STATEMENT_TYPE_UNKNOWN);
+    const struct {
+        const char* sql;
+        STATEMENT_TYPE type;
+    } cases[] = {{"SELECT a FROM t", STATEMENT_TYPE_SELECT},
+                 {"UPDATE t SET a = 1", STATEMENT_TYPE_UPDATE},
+                 {"INSERT INTO t VALUES (1)", STATEMENT_TYPE_INSERT},
+                 {"DELETE FROM t", STATEMENT_TYPE_DELETE},
+                 {"CREATE TABLE t (a INTEGER)", STATEMENT_TYPE_CREATETABLE},
+                 {"DROP TABLE t", STATEMENT_TYPE_DROPTABLE},
+                 {"t UNION t", STATEMENT_TYPE_SETOPERATIONS},
+                 {"SELECT a b FROM t", STATEMENT_TYPE_UNKNOWN}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(ParseText(parser, c.sql), c.type == STATEMENT_TYPE_UNKNOWN ? kException : S_OK) << c.sql;
+        ExpectOnlyStatement(parser, c.type);
+    }
+    parser->Release();
+}
+
+TEST_F(Parser, HostReferencesOutliveFailedParsesAndTheParser) {
+    cParser* parser = NewParser();
+    ASSERT_EQ(ParseText(parser, "SELECT DISTINCT a FROM t"), S_OK);
+    ISelectStmt* s1 = nullptr;
+    ISelectStmt* s2 = nullptr;
+    parser->get_SelectStmt(&s1);
+    parser->get_SelectStmt(&s2);
+    ASSERT_NE(s1, nullptr);
+    EXPECT_EQ(s1, s2); // the same object, one more reference each time
+    s2->Release();
+    EXPECT_EQ(ParseText(parser, "SELECT"), kException);
+    parser->Release();
+    LONG distinct = 0;
+    EXPECT_EQ(s1->get_Distinct(&distinct), S_OK);
+    EXPECT_EQ(distinct, -1);
+    IGenericStackList* list = nullptr;
+    ASSERT_EQ(s1->get_SelectExpressionList(&list), S_OK);
+    LONG count = 0;
+    EXPECT_EQ(list->get_Count(&count), S_OK);
+    EXPECT_EQ(count, 1);
+    list->Release();
+    s1->Release();
+}
+
+TEST_F(Parser, OperandsSharedInTheTreeBecomeSeparateItems) {
+    cParser* parser = NewParser();
+    ASSERT_EQ(ParseText(parser, "SELECT * FROM t WHERE x IN (1, 2)"), S_OK);
+    ISelectStmt* select = nullptr;
+    parser->get_SelectStmt(&select);
+    IGenericStack* where = nullptr;
+    select->get_WhereExpressionStack(&where);
+    VARIANT first, second;
+    VariantInit(&first);
+    VariantInit(&second);
+    ASSERT_EQ(where->get_Item(1, &first), S_OK);
+    ASSERT_EQ(where->get_Item(4, &second), S_OK);
+    EXPECT_NE(V_DISPATCH(&first), V_DISPATCH(&second)); // both the column x
+    VariantClear(&first);
+    VariantClear(&second);
+    where->Release();
+    select->Release();
+    parser->Release();
+}
+
+// The key of the Parser class, and whether its ProgID is registered.
+std::basic_string<OLECHAR> ClassKey() {
+    OLECHAR guid[40];
+    StringFromGUID2(CLSID_Parser, guid, 40);
+    return OLESTR("CLSID\\") + std::basic_string<OLECHAR>(guid);
+}
+
+bool ProgIdRegistered() {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, (ClassKey() + OLESTR("\\ProgID")).c_str(), 0, KEY_READ, &key)) return false;
+    RegCloseKey(key);
+    return true;
+}
+
+void RegisterProgId() {
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, (ClassKey() + OLESTR("\\ProgID")).c_str(), 0, nullptr, 0,
+                              KEY_WRITE, nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    const OLECHAR value[] = OLESTR("Tarvolin.Parser.1");
+    RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(value), sizeof value);
+    RegCloseKey(key);
+}
+
+TEST_F(Parser, RejectedStatementsSetTheErrorObject) {
+    // The source is the class's ProgID when it is registered, else none; a registration
+    // made outside this test is left as it is.
+    const bool registered = ProgIdRegistered();
+    const std::string source = registered ? "|Tarvolin.Parser.1|null" : "|<null>|null";
+    cParser* parser = NewParser();
+    SetErrorInfo(0, nullptr);
+    EXPECT_EQ(parser->ParseSQL(nullptr), kException);
+    EXPECT_EQ(ErrorInfo(), "Parse error\nExpected tokens: <UNION>, <EXCEPT>, <INTERSECT>\n" + source);
+    EXPECT_EQ(ParseText(parser, "SELECT x FROM t WHERE CASESTATE_foo"), kException);
+    EXPECT_EQ(ErrorInfo(), "[CASESTATE_foo] Invalid case state type" + source);
+    if (!registered) RegisterProgId();
+    EXPECT_EQ(ParseText(parser, "UPDATE"), kException);
+    if (!registered) RegDeleteTreeW(HKEY_CLASSES_ROOT, ClassKey().c_str());
+    EXPECT_EQ(ErrorInfo(),
+              "Parse error\nExpected tokens: <IDENTIFIER>\n\n ------- Parse trace -------\n > UPDATE|Tarvolin.Parser.1|null");
+    parser->Release();
+}
+
+TEST_F(Parser, DeepInputBuildsIteratively) {
+    // head, then piece n times with "#" replaced by the count, then tail.
+    auto repeat = [](std::string s, const std::string& piece, int n, const char* tail) {
+        const size_t at = piece.find('#');
+        for (int i = 0; i < n; ++i) s += piece.substr(0, at) + std::to_string(i) + piece.substr(at + 1);
+        return s + tail;
+    };
+    const std::string cases[] = {
+        repeat("SELECT a FROM t WHERE a = 0", " OR a = #", 100000, ""),
+        repeat("SELECT a FROM t WHERE a IN (0", ",#", 100000, ")"),
+        repeat("SELECT a", " + b#", 100000, " FROM t"),
+        repeat("SELECT c", ", c#", 20000, " FROM t"),
+        repeat("SELECT CASE", " WHEN a = # THEN 1", 30000, " END FROM t"),
+        repeat("SELECT * FROM t", " JOIN t# ON a = b", 20000, ""),
+        repeat("SELECT a FROM t", " UNION SELECT a# FROM t", 5000, ""),
+    };
+    cParser* parser = NewParser();
+    for (const std::string& sql : cases) EXPECT_EQ(ParseText(parser, sql), S_OK) << sql.substr(0, 40);
+    parser->Release();
+}
+
+} // namespace
