@@ -26,7 +26,7 @@ enum PARSE_RESULT : int32_t {
     PARSE_STACK_EXHAUSTED = 2,
 };
 
-class CParseTree : public CObject, public CScanSink {
+class CParseTree : public CScanSink, public CObject {
 public:
     CParseTree();
     ~CParseTree() override;

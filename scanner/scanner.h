@@ -39,7 +39,8 @@ protected:
 
 private:
     int BeforeToken();
-    void Record(int code, const char* text, size_t length);
+    // Hands the value of the token being scanned to the sink.
+    void Record(int code, const char* text, size_t length) { m_pSink->ScannedValue(code, text, length); }
     void RecordCaseStateParenthesised();
     void RecordCaseStateAssigned();
     void CaseStateError();
