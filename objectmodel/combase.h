@@ -141,8 +141,8 @@ public:
     // QueryInterface table: the base interface (IExpressionItem for items), the class's
     // own interface and IDispatch are one dual interface; then ISupportErrorInfo.
     IUnknown* FindInterface(REFIID iid) {
-        if (IsBaseInterface(iid) || IsEqualGUID(iid, *ItfIID) ||
-            IsEqualGUID(iid, IID_IDispatch) || IsEqualGUID(iid, IID_IUnknown))
+        if (IsBaseInterface(iid) || IsEqualGUID(iid, *ItfIID) || IsEqualGUID(iid, IID_IDispatch) ||
+            IsEqualGUID(iid, IID_IUnknown))
             return static_cast<Itf*>(this);
         if (IsEqualGUID(iid, IID_ISupportErrorInfo)) return static_cast<ISupportErrorInfo*>(this);
         return nullptr;
