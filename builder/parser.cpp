@@ -4,7 +4,7 @@
 
 #include "builder/builders.h"
 #include "builder/ref.h"
-#include "component/reporterror.h"
+#include "objectmodel/reporterror.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "objectmodel/collections.h"
 
-#include "component/reporterror.h"
+#include "objectmodel/reporterror.h"
 #include "objectmodel/text.h"
 
 void CEnumVariant::Bind(IUnknown* owner, const CVariantVector* store, size_t position) {

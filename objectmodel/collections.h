@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "interfaces/interfaces.h"
 #include "objectmodel/combase.h"
-#include "objectmodel/tarvolin_idl.h"
 #include "objectmodel/variantvector.h"
 
 // Walks a collection's live store; holds a reference to the collection so that the store

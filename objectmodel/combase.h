@@ -141,8 +141,8 @@ public:
     // QueryInterface table: the base interface (IExpressionItem for items), the class's
     // own interface and IDispatch are one dual interface; then ISupportErrorInfo.
     IUnknown* FindInterface(REFIID iid) {
-        if ((BaseIID && IsEqualGUID(iid, *BaseIID)) || IsEqualGUID(iid, *ItfIID) ||
-            IsEqualGUID(iid, IID_IDispatch) || IsEqualGUID(iid, IID_IUnknown))
+        if (IsBaseInterface(iid) || IsEqualGUID(iid, *ItfIID) || IsEqualGUID(iid, IID_IDispatch) ||
+            IsEqualGUID(iid, IID_IUnknown))
             return static_cast<Itf*>(this);
         if (IsEqualGUID(iid, IID_ISupportErrorInfo)) return static_cast<ISupportErrorInfo*>(this);
         return nullptr;
@@ -154,6 +154,15 @@ public:
 protected:
     CComDual() = default;
     virtual ~CComDual() = default;
+
+private:
+    // Whether iid is the base interface; BaseIID is null for a class without one. The
+    // pointer is read through a variable: tested directly, a template argument that is
+    // the address of a GUID is a constant the compiler warns about.
+    static bool IsBaseInterface(REFIID iid) {
+        const IID* base = BaseIID;
+        return base && IsEqualGUID(iid, *base);
+    }
 };
 
 // The aggregatable form of a class: the inner, non-delegating IUnknown that an outer

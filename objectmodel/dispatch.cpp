@@ -3,8 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "interfaces/interfaces.h"
 #include "objectmodel/combase.h"
-#include "objectmodel/tarvolin_idl.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "interfaces/interfaces.h"
 #include "objectmodel/collections.h"
 #include "objectmodel/combase.h"
-#include "objectmodel/tarvolin_idl.h"
 #include "objectmodel/text.h"
 
 // AsString and ItemType of every item. Derived::Text() gives the narrow text.

@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "component/reporterror.h"
 #include "objectmodel/collections.h"
 #include "objectmodel/items.h"
+#include "objectmodel/reporterror.h"
 
 // Holds one reference to a sub-object of concrete class T, created with the owner.
 template <class T> class CSubObject {

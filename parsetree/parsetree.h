@@ -15,6 +15,7 @@
 #include "parsetree/sqlnode.h"
 #include "parsetree/sqltoken.h"
 #include "platform/olechar.h"
+#include "scanner/scansink.h"
 
 // Results of CParseTree::Parse.
 class CSQLScanner;
@@ -25,7 +26,7 @@ enum PARSE_RESULT : int32_t {
     PARSE_STACK_EXHAUSTED = 2,
 };
 
-class CParseTree : public CObject {
+class CParseTree : public CScanSink, public CObject {
 public:
     CParseTree();
     ~CParseTree() override;
@@ -88,6 +89,12 @@ public:
     std::vector<CSQLNode*>& ValueStack() { return m_Values; }
 
 private:
+    // What the scanner hands on: a value becomes the current token, and an error found by
+    // the scanner is kept like any other (the first one wins).
+    void ScannedValue(int32_t code, const char* text, size_t length) final { CreateToken(code, text, length); }
+    bool WantsError() const final { return !HasError(); }
+    void ScanError(const std::string& text) final { SetError(text); }
+
     CObArrayTempl<CSQLNode*> m_Nodes;
     CObArrayTempl<CSQLToken*> m_Tokens;
     CSQLToken* m_pCurrentToken = nullptr;

@@ -1,5 +1,5 @@
-// The SQL scanner: flex's C++ scanner class with the statement text as its input and the
-// parse tree that receives its tokens and its error text.
+// The SQL scanner: flex's C++ scanner class with the statement text as its input and a sink
+// that receives the values of its tokens and its error text.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 #include <FlexLexer.h>
 #endif
 
-class CParseTree;
+#include "scanner/scansink.h"
 
 class CSQLScanner final : public yyFlexLexer {
 public:
@@ -19,10 +19,10 @@ public:
 
     // A scanner with no text yet: Start gives it one. A parse tree keeps one of these and
     // restarts it for every statement, so flex's streams are set up once.
-    explicit CSQLScanner(CParseTree* tree);
+    explicit CSQLScanner(CScanSink* sink);
     // A scanner over a copy of text[0, length) (already cut at its first NUL). Uncovered
     // bytes are echoed to echo, or to standard output when echo is null.
-    CSQLScanner(const char* text, size_t length, CParseTree* tree, std::ostream* echo = nullptr);
+    CSQLScanner(const char* text, size_t length, CScanSink* sink, std::ostream* echo = nullptr);
 
     // Starts over, in the initial start condition, on text[0, length), scanned in place:
     // text[length] and text[length + 1] must be NUL, and the text must stay writable and
@@ -39,11 +39,12 @@ protected:
 
 private:
     int BeforeToken();
-    void Record(int code, const char* text, size_t length);
+    // Hands the value of the token being scanned to the sink.
+    void Record(int code, const char* text, size_t length) { m_pSink->ScannedValue(code, text, length); }
     void RecordCaseStateParenthesised();
     void RecordCaseStateAssigned();
     void CaseStateError();
 
-    CParseTree* m_pTree;
+    CScanSink* m_pSink;
     std::string m_Copy; // the text of a scanner made over a copy
 };

@@ -4,8 +4,10 @@
 set -euo pipefail
 # widl (mingw-w64-tools) and the OLE IDL files (libwine-dev) generate the interfaces for
 # both builds.
-packages=(flex bison libfl-dev cmake make g++ googletest libgtest-dev libbenchmark-dev python3
-          mingw-w64-tools libwine-dev)
+# clang builds the sanitizer run; its AddressSanitizer and UndefinedBehaviorSanitizer
+# runtime (libclang-rt-dev) is only recommended by clang, so it is listed itself.
+packages=(flex bison libfl-dev cmake make g++ clang libclang-rt-dev googletest libgtest-dev libbenchmark-dev
+          python3 mingw-w64-tools libwine-dev)
 if [ "${TARVOLIN_NO_WINDOWS:-0}" != 1 ]; then
   packages+=(wine wine64 g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64 mingw-w64-x86-64-dev)
 fi

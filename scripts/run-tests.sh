@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds and runs every test: the native build, the same tests under AddressSanitizer and
-# UndefinedBehaviorSanitizer, and (when scripts/windows-tests.sh exists) the Windows x64
-# build under Wine.
+# Builds and runs every test: the native build (the default compiler, g++ on Debian), the
+# same tests built with clang under AddressSanitizer and UndefinedBehaviorSanitizer, and
+# (when scripts/windows-tests.sh exists) the Windows x64 build under Wine.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
@@ -12,8 +12,14 @@ cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs"
 
-echo "== native build with AddressSanitizer and UndefinedBehaviorSanitizer"
-cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVOLIN_SANITIZE=ON -DTARVOLIN_BUILD_BENCH=OFF >/dev/null
+# The sanitizer build is made with clang, so that every run checks the code with both
+# compilers; a build tree configured with another compiler is started over.
+echo "== native build with clang, AddressSanitizer and UndefinedBehaviorSanitizer"
+if [ -f build-asan/CMakeCache.txt ] && ! grep -q '^CMAKE_CXX_COMPILER:[A-Z]*=.*clang++' build-asan/CMakeCache.txt; then
+  rm -rf build-asan
+fi
+CC=clang CXX=clang++ cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVOLIN_SANITIZE=ON \
+  -DTARVOLIN_BUILD_BENCH=OFF >/dev/null
 cmake --build build-asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build-asan --output-on-failure -j"$jobs"

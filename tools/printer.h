@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "objectmodel/tarvolin_idl.h"
+#include "interfaces/interfaces.h"
 
 // Text (indented, one line per property or element) or JSON.
 std::string PrintStatement(IParser* parser, bool json);

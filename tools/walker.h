@@ -18,7 +18,7 @@
 
 #include <string>
 
-#include "objectmodel/tarvolin_idl.h"
+#include "interfaces/interfaces.h"
 
 class CModelVisitor {
 public:

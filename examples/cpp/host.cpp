@@ -7,8 +7,8 @@
 // DLL may be unloaded, aggregation, and which classes it serves.
 //
 // Build with MinGW-w64 (the Windows build does this as the target example_host):
-//   x86_64-w64-mingw32-g++ -std=c++17 -I<build>/component/generated host.cpp
-//       <build>/component/generated/tarvolin_i.c -lole32 -loleaut32 -luuid -static -o host.exe
+//   x86_64-w64-mingw32-g++ -std=c++17 -I<build>/interfaces/generated host.cpp
+//       <build>/interfaces/generated/tarvolin_i.c -lole32 -loleaut32 -luuid -static -o host.exe
 // Run it once tarvolin.dll is registered (regsvr32 tarvolin.dll):
 //   host.exe [first line of a parse-error report, "Parse error" by default]
 // It prints what it checks; the exit code is 0 when every check passed and 1 otherwise.

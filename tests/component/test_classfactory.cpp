@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "component/classfactory.h"
+#include "interfaces/interfaces.h"
 #include "objectmodel/module.h"
-#include "objectmodel/tarvolin_idl.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The message of an automation error and the release that shows such errors.
 #include "common.h"
 
-#include "component/reporterror.h"
+#include "objectmodel/reporterror.h"
 
 namespace {
 

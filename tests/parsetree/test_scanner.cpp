@@ -7,6 +7,10 @@
 
 #include "helpers.h"
 #include "platform/platform.h"
+#include "parsetree/parsetree.h"
+#include "scanner/grammar.hpp"
+#include "scanner/scanner.h"
+#include "scanner/symbols.h"
 
 namespace {
 
@@ -80,6 +84,69 @@ TEST(Scanner, TokensLongerThanTheBufferAndTextsLongerThanOneRead) {
     for (int i = 0; i < 5000; ++i) body += "line ''" + std::to_string(i) + "''\n";
     EXPECT_EQ(ParseInto(tree, "SELECT '" + body + "' FROM t"), 0);
     EXPECT_EQ(tree.Tokens().GetAt(0)->Text(), body);
+}
+
+// The scanner on its own, over a sink that only records what it is handed: every value
+// with its code, in order and while the token is current, and each error only while the
+// sink still wants one.
+class RecordingSink final : public CScanSink {
+public:
+    void ScannedValue(int32_t code, const char* text, size_t length) override {
+        values += (values.empty() ? "" : " | ") + std::string(kSymbolNames[SymbolOfTokenCode(code)]) + " '" +
+                  std::string(text, length) + "'";
+        lastCode = code;
+    }
+    bool WantsError() const override { return wantsError; }
+    void ScanError(const std::string& text) override { errors += "<" + text + ">"; }
+
+    std::string values;
+    std::string errors;
+    int32_t lastCode = 0;
+    bool wantsError = true;
+};
+
+void ScanAll(CScanSink& sink, const std::string& text) {
+    CSQLScanner scanner(text.data(), text.size(), &sink);
+    while (scanner.yylex() > 0) {
+    }
+}
+
+TEST(Scanner, HandsValuesAndErrorsToItsSink) {
+    {
+        RecordingSink sink;
+        std::ostringstream echo;
+        const std::string text = "select a, 'it''s' from [t] where n = 1.5 and c = CASESTATE(hidden)";
+        CSQLScanner scanner(text.data(), text.size(), &sink, &echo);
+        std::string codes;
+        for (int code; (code = scanner.yylex()) > 0;) {
+            codes += (codes.empty() ? "" : " ") + std::string(kSymbolNames[SymbolOfTokenCode(code)]);
+            // A value is handed over before its token is returned, never after.
+            if (code == IDENTIFIER || code == STRING_VALUE || code == FLOAT_VALUE || code == CASESTATE) {
+                EXPECT_EQ(sink.lastCode, code);
+            }
+        }
+        EXPECT_EQ(codes, "SELECT IDENTIFIER COMMA STRING_VALUE FROM BRACKETED_VALUE WHERE IDENTIFIER EQUALS "
+                         "FLOAT_VALUE AND IDENTIFIER EQUALS CASESTATE");
+        EXPECT_EQ(sink.values, "IDENTIFIER 'a' | STRING_VALUE 'it''s' | BRACKETED_VALUE 't' | IDENTIFIER 'n' | "
+                               "FLOAT_VALUE '1.5' | IDENTIFIER 'c' | CASESTATE 'hidden'");
+        EXPECT_EQ(sink.errors, "");
+        EXPECT_EQ(echo.str(), "");
+    }
+    {
+        // Each error is offered, and scanning goes on after it.
+        RecordingSink sink;
+        ScanAll(sink, "CASESTATE_foo x CASESTATE-bar");
+        EXPECT_EQ(sink.errors, "<[CASESTATE_foo] Invalid case state type><[-bar] Invalid case state type>");
+        EXPECT_EQ(sink.values, "IDENTIFIER 'x'");
+    }
+    {
+        // A sink that holds an error already is not handed another.
+        RecordingSink sink;
+        sink.wantsError = false;
+        ScanAll(sink, "CASESTATE_foo y");
+        EXPECT_EQ(sink.errors, "");
+        EXPECT_EQ(sink.values, "IDENTIFIER 'y'");
+    }
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "component/reporterror.h"
+#include "objectmodel/reporterror.h"
 
 #include <cstdint>
 #include <cstdio>
