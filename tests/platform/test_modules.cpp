@@ -1,0 +1,227 @@
+// Modules: GUIDs in registry form, the program and a shared library, loading and unloading
+// with the library's DllMain, its exports, the preferred UI languages, and resources that
+// belong to the module that holds them.
+#include "helpers.h"
+#include "testmodule.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using platformtest::FileBytes;
+using platformtest::Narrow;
+using platformtest::PlatformPath;
+using platformtest::Text;
+
+const Text& ModulePath() {
+    static const Text path = PlatformPath(TEST_MODULE_PATH);
+    return path;
+}
+
+std::string FileNameOf(HMODULE module) {
+    OLECHAR path[MAX_PATH * 4] = {};
+    const DWORD n = GetModuleFileNameW(module, path, MAX_PATH * 4);
+    EXPECT_EQ(Narrow(path).size(), n);
+    return Narrow(path, n);
+}
+
+bool Loaded(const Text& path) { return GetModuleHandleW(path.c_str()) != nullptr; }
+
+std::string String(HMODULE module, UINT id, int size = 64) {
+    char buffer[64] = {'x'};
+    const int n = LoadStringA(module, id, buffer, size);
+    EXPECT_EQ(buffer[n], 0);
+    return std::string(buffer, n > 0 ? static_cast<size_t>(n) : 0);
+}
+
+// The bytes of a resource of a module; empty when it is missing.
+std::vector<unsigned char> ResourceBytes(HMODULE module, LPCWSTR name, LPCWSTR type) {
+    HRSRC resource = FindResourceW(module, name, type);
+    const auto* data = resource ? static_cast<const unsigned char*>(LockResource(LoadResource(module, resource)))
+                                : nullptr;
+    return data ? std::vector<unsigned char>(data, data + SizeofResource(module, resource))
+                : std::vector<unsigned char>();
+}
+
+TEST(Guids, RegistryFormIsUpperCaseInBraces) {
+    const GUID guid = {0x0A1B2C3D, 0x4E5F, 0x6A7B, {0x8C, 0x9D, 0xAE, 0xBF, 0xC0, 0xD1, 0xE2, 0xF3}};
+    OLECHAR text[39];
+    EXPECT_EQ(StringFromGUID2(guid, text, 38), 0); // no room for the terminator
+    EXPECT_EQ(StringFromGUID2(guid, text, 39), 39);
+    EXPECT_EQ(Narrow(text), "{0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2F3}");
+    LPOLESTR allocated = nullptr;
+    ASSERT_EQ(StringFromCLSID(guid, &allocated), S_OK);
+    EXPECT_EQ(Narrow(allocated), Narrow(text));
+    CoTaskMemFree(allocated);
+    // The system interfaces have their Windows ids.
+    const std::pair<const IID*, const char*> ids[] = {{&IID_IUnknown, "{00000000-0000-0000-C000-000000000046}"},
+                                                      {&IID_IDispatch, "{00020400-0000-0000-C000-000000000046}"},
+                                                      {&IID_IEnumVARIANT, "{00020404-0000-0000-C000-000000000046}"},
+                                                      {&IID_IErrorInfo, "{1CF2B120-547D-101B-8E65-08002B2BD119}"}};
+    for (const auto& id : ids) {
+        EXPECT_EQ(StringFromGUID2(*id.first, text, 39), 39);
+        EXPECT_EQ(Narrow(text), id.second);
+    }
+}
+
+int InTheProgram = 0;
+
+TEST(Modules, EveryAddressBelongsToTheModuleThatHoldsIt) {
+    HMODULE program = GetModuleHandleW(nullptr);
+    const DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    HMODULE module = nullptr;
+    ASSERT_TRUE(GetModuleHandleExW(flags, reinterpret_cast<LPCWSTR>(&FileNameOf), &module));
+    EXPECT_EQ(module, program); // code
+    ASSERT_TRUE(GetModuleHandleExW(flags, reinterpret_cast<LPCWSTR>(&InTheProgram), &module));
+    EXPECT_EQ(module, program); // data
+    // The platform's functions live in a module of their own, which has a file.
+    ASSERT_TRUE(GetModuleHandleExW(flags, reinterpret_cast<LPCWSTR>(&SysAllocString), &module));
+    EXPECT_NE(module, program);
+    EXPECT_NE(FileNameOf(module), "");
+    const std::string self = FileNameOf(program);
+    EXPECT_NE(FileNameOf(module), self);
+    EXPECT_NE(self.find("test_platform"), std::string::npos) << self;
+    EXPECT_TRUE(PathFileExistsW(Text(self.begin(), self.end()).c_str()));
+    EXPECT_FALSE(PathFileExistsW((ModulePath() + OLESTR(".missing")).c_str()));
+    // A short buffer gets a cut path and the result is its size. (Whether the last place
+    // holds a terminator differs: Windows writes one, Wine and old Windows a character.)
+    OLECHAR small[6] = {'x', 'x', 'x', 'x', 'x', 0};
+    EXPECT_EQ(GetModuleFileNameW(nullptr, small, 5), 5u);
+    EXPECT_EQ(Narrow(small, 4), self.substr(0, 4));
+    EXPECT_EQ(small[5], 0); // nothing beyond the buffer
+
+    // An address in no module, and a handle that is none.
+    HMODULE none = reinterpret_cast<HMODULE>(0x12340000);
+    SetLastError(0);
+    EXPECT_FALSE(GetModuleHandleExW(flags, reinterpret_cast<LPCWSTR>(none), &module));
+    EXPECT_EQ(module, nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+    EXPECT_EQ(GetModuleFileNameW(none, small, 5), 0u);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+    EXPECT_FALSE(FreeLibrary(none));
+}
+
+TEST(Modules, LoadingRunsDllMainAndCountsReferences) {
+    const Text& path = ModulePath();
+    ASSERT_FALSE(Loaded(path));
+    HMODULE module = LoadLibraryW(path.c_str());
+    ASSERT_NE(module, nullptr) << GetLastError();
+    EXPECT_EQ(GetModuleHandleW(path.c_str()), module);
+    EXPECT_EQ(FileNameOf(module), Narrow(path.c_str()));
+
+    // Inside, the library finds the same handle, which DllMain got once, for a dynamic load,
+    // after every static object of the library was constructed.
+    auto state = reinterpret_cast<TestStateFunction>(reinterpret_cast<void (*)()>(GetProcAddress(module, "TestState")));
+    ASSERT_NE(state, nullptr);
+    TestModuleState* s = state();
+    EXPECT_EQ(s->self, module);
+    EXPECT_EQ(s->attached, module);
+    EXPECT_EQ(s->attaches, 1);
+    EXPECT_EQ(s->attachReserved, nullptr);
+    EXPECT_TRUE(s->staticsAtAttach);
+
+    // Only the module's own exports: not what it imports, not what does not exist.
+    SetLastError(0);
+    EXPECT_EQ(GetProcAddress(module, "NoSuchExport"), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));
+    EXPECT_EQ(GetProcAddress(module, "GetModuleHandleExW"), nullptr);
+
+    // Loading again and taking a handle add references without attaching again; the module
+    // stays until the last is dropped, and DllMain detaches while its static objects exist.
+    EXPECT_EQ(LoadLibraryExW(path.c_str(), nullptr, 0), module);
+    HMODULE held = nullptr;
+    ASSERT_TRUE(GetModuleHandleExW(0, path.c_str(), &held));
+    EXPECT_EQ(held, module);
+    EXPECT_EQ(s->attaches, 1);
+    DetachWatch detach = {0, reinterpret_cast<LPVOID>(1), false};
+    s->watch = &detach;
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_EQ(detach.detaches, 0);
+    EXPECT_TRUE(Loaded(path));
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_EQ(detach.detaches, 1);
+    EXPECT_EQ(detach.reserved, nullptr); // unloaded, not the process ending
+    EXPECT_TRUE(detach.staticsAlive);
+    EXPECT_FALSE(Loaded(path));
+}
+
+TEST(Modules, FailedLoadsSayWhy) {
+    const std::pair<Text, DWORD> failures[] = {
+        {ModulePath() + OLESTR(".missing"), ERROR_MOD_NOT_FOUND},
+        {PlatformPath(TEST_MODULE_RGS_PATH), ERROR_BAD_EXE_FORMAT},       // a file that is no library
+        {PlatformPath(TEST_REFUSING_MODULE_PATH), ERROR_DLL_INIT_FAILED}, // DllMain refuses to attach
+    };
+    for (const auto& f : failures) {
+        SetLastError(0);
+        EXPECT_EQ(LoadLibraryW(f.first.c_str()), nullptr);
+        EXPECT_EQ(GetLastError(), f.second) << Narrow(f.first.c_str());
+        EXPECT_FALSE(Loaded(f.first));
+    }
+    const DWORD asData = LOAD_LIBRARY_AS_IMAGE_RESOURCE | LOAD_LIBRARY_AS_DATAFILE;
+    EXPECT_EQ(LoadLibraryExW(failures[0].first.c_str(), nullptr, asData), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+}
+
+TEST(Modules, PreferredLanguagesAreNamesInAList) {
+    const DWORD flags = MUI_LANGUAGE_NAME | MUI_MERGE_USER_FALLBACK | MUI_MERGE_SYSTEM_FALLBACK;
+    ULONG count = 0, size = 0, room = 121, names = 0, at = 0;
+    OLECHAR list[121] = {};
+    ASSERT_TRUE(GetThreadPreferredUILanguages(flags, &count, nullptr, &size));
+    ASSERT_GE(count, 1u);
+    ASSERT_LE(size, room);
+    ASSERT_TRUE(GetThreadPreferredUILanguages(flags, &count, list, &room));
+    EXPECT_EQ(room, size);
+    // count names, each terminated, then one more terminator.
+    for (; list[at]; ++names) {
+        const std::string name = Narrow(list + at);
+        EXPECT_NE(name.find('-'), std::string::npos) << name; // language and region, "en-US"
+        at += static_cast<ULONG>(name.size()) + 1;
+    }
+    EXPECT_EQ(names, count);
+    EXPECT_EQ(at + 1, size);
+}
+
+TEST(Resources, EachModuleHasItsOwn) {
+    HMODULE program = GetModuleHandleW(nullptr);
+    HMODULE module = LoadLibraryW(ModulePath().c_str());
+    ASSERT_NE(module, nullptr);
+
+    // The same id, different texts; an id only the library has; no module is the program.
+    EXPECT_EQ(String(program, 100), "Tarvolin");
+    EXPECT_EQ(String(nullptr, 100), "Tarvolin");
+    EXPECT_EQ(String(module, 100), "Tarvolin test module");
+    EXPECT_EQ(String(module, 120), "Only in the module");
+    // Missing entries load as nothing, in a block with entries and in one without; a text is
+    // cut to the buffer and always terminated.
+    for (UINT missing : {120u, 102u, 9999u}) EXPECT_EQ(String(program, missing), "");
+    EXPECT_EQ(String(program, 101, 6), "Parse");
+    EXPECT_EQ(String(program, 101, 1), "");
+    // Without a buffer size, the read-only text itself.
+    const OLECHAR* text = nullptr;
+    EXPECT_EQ(LoadStringW(module, 120, reinterpret_cast<LPWSTR>(&text), 0), 18);
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(Narrow(text, 18), "Only in the module");
+
+    // Files the resource scripts name, byte for byte, each in its own module. Type names
+    // compare without regard to case, and "#101" is id 101.
+    const std::vector<unsigned char> moduleScript = FileBytes(PlatformPath(TEST_MODULE_RGS_PATH));
+    const std::vector<unsigned char> library = FileBytes(PlatformPath(TEST_TLB_PATH));
+    ASSERT_FALSE(moduleScript.empty() || library.empty());
+    EXPECT_EQ(ResourceBytes(module, MAKEINTRESOURCEW(101), OLESTR("REGISTRY")), moduleScript);
+    EXPECT_EQ(ResourceBytes(module, OLESTR("#101"), OLESTR("registry")), moduleScript);
+    EXPECT_EQ(ResourceBytes(program, MAKEINTRESOURCEW(101), OLESTR("REGISTRY")),
+              FileBytes(PlatformPath(TEST_PROGRAM_RGS_PATH)));
+    EXPECT_EQ(ResourceBytes(module, MAKEINTRESOURCEW(1), OLESTR("TYPELIB")), library);
+
+    SetLastError(0);
+    EXPECT_EQ(FindResourceW(program, MAKEINTRESOURCEW(1), OLESTR("TYPELIB")), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_TYPE_NOT_FOUND));
+    EXPECT_EQ(FindResourceW(module, MAKEINTRESOURCEW(102), OLESTR("REGISTRY")), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_NAME_NOT_FOUND));
+    EXPECT_TRUE(FreeLibrary(module));
+}
+
+} // namespace
