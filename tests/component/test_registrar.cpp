@@ -102,13 +102,10 @@ TEST_F(Registrar, MalformedScriptsChangeNothing) {
 
 TEST_F(Registrar, DeepScriptsAreNoProblem) {
     // Nesting is bounded by the registry's own key length, not by the native stack.
-    std::string script = std::string("HKCR { ") + kRoot + " { ";
-    const int depth = 60;
-    for (int i = 0; i < depth; ++i) script += "k { ";
-    for (int i = 0; i < depth + 2; ++i) script += "} ";
+    std::string script = std::string("HKCR { ") + kRoot + " { ", path = kRoot;
+    for (int i = 0; i < 60; ++i) script += "k { ", path += "\\k";
+    for (int i = 0; i < 62; ++i) script += "} ";
     ASSERT_EQ(RunScript(script, RegistryMode::Register), S_OK);
-    std::string path = kRoot;
-    for (int i = 0; i < depth; ++i) path += "\\k";
     EXPECT_TRUE(KeyExists(path));
     ASSERT_EQ(RunScript(script, RegistryMode::Unregister), S_OK);
     EXPECT_FALSE(KeyExists(kRoot));

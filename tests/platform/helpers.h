@@ -45,12 +45,19 @@ inline std::vector<unsigned char> FileBytes(const Text& path) {
     return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-inline bool KeyExists(const std::string& path) {
+// The default value of a key of HKEY_CLASSES_ROOT: "(no key)" when the key is missing,
+// "(no value)" when the value is.
+inline std::string Value(const std::string& path) {
     HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return "(no key)";
+    OLECHAR buffer[MAX_PATH * 2] = {};
+    DWORD size = sizeof buffer - sizeof(OLECHAR);
+    const LONG rc = RegQueryValueExW(key, nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
     RegCloseKey(key);
-    return true;
+    return rc == ERROR_SUCCESS ? Narrow(buffer) : "(no value)";
 }
+
+inline bool KeyExists(const std::string& path) { return Value(path) != "(no key)"; }
 
 // The references an object holds, read through the counts AddRef and Release return.
 inline ULONG Refs(IUnknown* object) {

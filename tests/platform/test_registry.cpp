@@ -13,10 +13,9 @@ using platformtest::Wide;
 
 const std::string kRoot = "TarvolinPlatformTest"; // everything these tests write; the fixture removes it
 
-HKEY Create(const std::string& below, DWORD* disposition = nullptr, const std::string& root = kRoot) {
+HKEY Create(const std::string& path, DWORD* disposition = nullptr, HKEY parent = HKEY_CLASSES_ROOT) {
     HKEY key = nullptr;
-    EXPECT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(root + below).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
-                              KEY_ALL_ACCESS, nullptr, &key, disposition),
+    EXPECT_EQ(RegCreateKeyExW(parent, Wide(path).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, disposition),
               ERROR_SUCCESS);
     return key;
 }
@@ -27,21 +26,15 @@ LONG Set(HKEY key, const OLECHAR* name, const Text& value, DWORD count = ~0u) {
     return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), bytes);
 }
 
-// A string value; "(missing)" when it cannot be read.
-std::string Get(HKEY key, const OLECHAR* name) {
+// A string value and its size in bytes; "(missing)" when it cannot be read.
+std::string Get(HKEY key, const OLECHAR* name, DWORD* bytes = nullptr) {
     OLECHAR buffer[256] = {};
-    DWORD size = sizeof buffer - sizeof(OLECHAR);
-    DWORD type = REG_NONE;
+    DWORD size = sizeof buffer - sizeof(OLECHAR), type = REG_NONE;
     if (RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS)
         return "(missing)";
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    if (bytes) *bytes = size;
     return Narrow(buffer);
-}
-
-DWORD Size(HKEY key, const OLECHAR* name, LONG expected = ERROR_SUCCESS) {
-    DWORD size = 0;
-    EXPECT_EQ(RegQueryValueExW(key, name, nullptr, nullptr, nullptr, &size), expected);
-    return size;
 }
 
 class Registry : public ::testing::Test {
@@ -53,66 +46,54 @@ protected:
     }
 };
 
-TEST_F(Registry, CreatingAKeyCreatesItsAncestors) {
-    DWORD disposition = 0;
-    RegCloseKey(Create("\\a\\b\\c", &disposition));
+TEST_F(Registry, KeysAreCreatedWithTheirAncestorsAndValuesReadBackAsWritten) {
+    DWORD disposition = 0, size = 0;
+    RegCloseKey(Create(kRoot + "\\a\\b\\c", &disposition));
     EXPECT_EQ(disposition, static_cast<DWORD>(REG_CREATED_NEW_KEY));
     EXPECT_TRUE(KeyExists(kRoot + "\\a\\b"));
-    RegCloseKey(Create("\\a\\b\\c", &disposition));
-    EXPECT_EQ(disposition, static_cast<DWORD>(REG_OPENED_EXISTING_KEY));
-
     // Relative to an open key, and names compare without regard to case.
-    HKEY a = nullptr, key = nullptr;
-    ASSERT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(kRoot + "\\A").c_str(), 0, KEY_ALL_ACCESS, &a), ERROR_SUCCESS);
-    ASSERT_EQ(RegCreateKeyExW(a, OLESTR("B\\d"), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, &disposition),
-              ERROR_SUCCESS);
+    HKEY a = Create(kRoot + "\\A", &disposition);
+    EXPECT_EQ(disposition, static_cast<DWORD>(REG_OPENED_EXISTING_KEY));
+    RegCloseKey(Create("B\\d", &disposition, a));
     EXPECT_EQ(disposition, static_cast<DWORD>(REG_CREATED_NEW_KEY));
-    RegCloseKey(key);
-    RegCloseKey(a);
     EXPECT_TRUE(KeyExists(kRoot + "\\a\\b\\D"));
     EXPECT_FALSE(KeyExists(kRoot + "\\a\\x"));
-    EXPECT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(kRoot + "\\x\\y").c_str(), 0, KEY_READ, &key),
-              ERROR_FILE_NOT_FOUND);
-}
 
-TEST_F(Registry, StringValuesReadBackAsWritten) {
-    HKEY key = Create("\\InprocServer32");
-    ASSERT_EQ(Set(key, nullptr, OLESTR("C:\\dir\\tarvolin.dll")), ERROR_SUCCESS);
-    ASSERT_EQ(Set(key, OLESTR("ThreadingModel"), OLESTR("Apartment")), ERROR_SUCCESS);
-    ASSERT_EQ(Set(key, OLESTR("ThreadingModel"), OLESTR("Both")), ERROR_SUCCESS); // replaces
-    EXPECT_EQ(Get(key, nullptr), "C:\\dir\\tarvolin.dll");
-    EXPECT_EQ(Get(key, OLESTR("")), "C:\\dir\\tarvolin.dll"); // "" also names the default value
-    EXPECT_EQ(Get(key, OLESTR("threadingmodel")), "Both");
-    EXPECT_EQ(Get(key, OLESTR("Missing")), "(missing)");
-
-    // The size: asked for alone, reported with ERROR_MORE_DATA when the buffer is short.
-    EXPECT_EQ(Size(key, OLESTR("ThreadingModel")), 5 * sizeof(OLECHAR));
+    ASSERT_EQ(Set(a, nullptr, OLESTR("C:\\dir\\tarvolin.dll")), ERROR_SUCCESS);
+    ASSERT_EQ(Set(a, OLESTR("ThreadingModel"), OLESTR("Apartment")), ERROR_SUCCESS);
+    ASSERT_EQ(Set(a, OLESTR("ThreadingModel"), OLESTR("Both")), ERROR_SUCCESS); // replaces
+    EXPECT_EQ(Get(a, OLESTR("")), "C:\\dir\\tarvolin.dll"); // "" also names the default value
+    EXPECT_EQ(Get(a, OLESTR("threadingmodel"), &size), "Both");
+    EXPECT_EQ(size, 5 * sizeof(OLECHAR));
+    EXPECT_EQ(Get(a, OLESTR("Missing")), "(missing)");
+    // The size alone, and with ERROR_MORE_DATA when the buffer is short.
     OLECHAR small[2] = {};
-    DWORD size = sizeof small;
-    EXPECT_EQ(RegQueryValueExW(key, OLESTR("ThreadingModel"), nullptr, nullptr, reinterpret_cast<BYTE*>(small), &size),
+    size = sizeof small;
+    EXPECT_EQ(RegQueryValueExW(a, OLESTR("ThreadingModel"), nullptr, nullptr, reinterpret_cast<BYTE*>(small), &size),
               ERROR_MORE_DATA);
     EXPECT_EQ(size, 5 * sizeof(OLECHAR));
-    Size(key, OLESTR("Missing"), ERROR_FILE_NOT_FOUND);
-
     // A string given without its terminator is stored with it when a NUL follows it in
     // memory, and without it otherwise.
-    ASSERT_EQ(Set(key, OLESTR("Terminated"), OLESTR("abc"), 3), ERROR_SUCCESS);
-    EXPECT_EQ(Size(key, OLESTR("Terminated")), 4 * sizeof(OLECHAR));
-    ASSERT_EQ(Set(key, OLESTR("Bare"), OLESTR("abcd"), 3), ERROR_SUCCESS);
-    EXPECT_EQ(Size(key, OLESTR("Bare")), 3 * sizeof(OLECHAR));
-    RegCloseKey(key);
+    ASSERT_EQ(Set(a, OLESTR("Terminated"), OLESTR("abc"), 3), ERROR_SUCCESS);
+    ASSERT_EQ(Set(a, OLESTR("Bare"), OLESTR("abcd"), 3), ERROR_SUCCESS);
+    EXPECT_EQ(RegQueryValueExW(a, OLESTR("Terminated"), nullptr, nullptr, nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(size, 4 * sizeof(OLECHAR));
+    EXPECT_EQ(RegQueryValueExW(a, OLESTR("Bare"), nullptr, nullptr, nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(size, 3 * sizeof(OLECHAR));
+    EXPECT_EQ(RegQueryValueExW(a, OLESTR("Missing"), nullptr, nullptr, nullptr, &size), ERROR_FILE_NOT_FOUND);
+    RegCloseKey(a);
 }
 
 TEST_F(Registry, DeletingKeysAndTrees) {
-    HKEY inproc = Create("\\CLSID\\{X}\\InprocServer32");
+    HKEY inproc = Create(kRoot + "\\CLSID\\{X}\\InprocServer32");
     ASSERT_EQ(Set(inproc, nullptr, OLESTR("module")), ERROR_SUCCESS);
-    RegCloseKey(Create("\\CLSID\\{Y}"));
+    RegCloseKey(Create(kRoot + "\\CLSID\\{Y}"));
     // RegDeleteKeyW takes only a key without subkeys.
     const Text x = Wide(kRoot + "\\CLSID\\{X}"), y = Wide(kRoot + "\\CLSID\\{Y}");
     EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, x.c_str()), ERROR_ACCESS_DENIED);
     EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, y.c_str()), ERROR_SUCCESS);
     EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, y.c_str()), ERROR_FILE_NOT_FOUND);
-    RegCloseKey(Create("\\CLSID\\{Y}"));
+    RegCloseKey(Create(kRoot + "\\CLSID\\{Y}"));
     // RegDeleteTreeW takes everything below, whatever the case of the name; the handle of
     // a deleted key fails and writes nothing back.
     EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot + "\\CLSID\\{x}").c_str()), ERROR_SUCCESS);
@@ -120,26 +101,25 @@ TEST_F(Registry, DeletingKeysAndTrees) {
     EXPECT_TRUE(KeyExists(kRoot + "\\CLSID\\{Y}")); // a sibling stays
     EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, x.c_str()), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(Set(inproc, nullptr, OLESTR("after")), ERROR_KEY_DELETED);
-    Size(inproc, nullptr, ERROR_KEY_DELETED);
+    DWORD size = 0;
+    EXPECT_EQ(RegQueryValueExW(inproc, nullptr, nullptr, nullptr, nullptr, &size), ERROR_KEY_DELETED);
     EXPECT_EQ(RegCloseKey(inproc), ERROR_SUCCESS);
     EXPECT_FALSE(KeyExists(kRoot + "\\CLSID\\{X}\\InprocServer32"));
     // Without a subkey, the key stays but loses its subkeys and values.
-    HKEY root = Create("");
+    HKEY root = Create(kRoot);
     Set(root, nullptr, OLESTR("value"));
     EXPECT_EQ(RegDeleteTreeW(root, nullptr), ERROR_SUCCESS);
     EXPECT_EQ(Get(root, nullptr), "(missing)");
     RegCloseKey(root);
     EXPECT_TRUE(KeyExists(kRoot));
     EXPECT_FALSE(KeyExists(kRoot + "\\CLSID"));
-}
 
-TEST(ProgId, OfARegisteredClass) {
-    // {6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}, a class only this test registers and removes.
+    // ProgIDFromCLSID reads the ProgID key of a registered class.
     const CLSID clsid = {0x6B4C1F52, 0x93A7, 0x4E0B, {0x9C, 0x1D, 0x2F, 0x7E, 0x8A, 0x5B, 0x3C, 0x41}};
     const std::string classKey = "CLSID\\{6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}";
     LPOLESTR progId = reinterpret_cast<LPOLESTR>(1);
     EXPECT_EQ(ProgIDFromCLSID(clsid, &progId), REGDB_E_CLASSNOTREG);
-    HKEY key = Create("\\ProgID", nullptr, classKey);
+    HKEY key = Create(classKey + "\\ProgID");
     ASSERT_EQ(Set(key, nullptr, OLESTR("Tarvolin.Test.1")), ERROR_SUCCESS);
     RegCloseKey(key);
     ASSERT_EQ(ProgIDFromCLSID(clsid, &progId), S_OK);
