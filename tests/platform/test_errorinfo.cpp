@@ -20,43 +20,26 @@ IErrorInfo* NewErrorInfo(const OLECHAR* description, ICreateErrorInfo** create =
     return info;
 }
 
-std::string Read(IErrorInfo* info, HRESULT (STDMETHODCALLTYPE IErrorInfo::*get)(BSTR*)) {
+// Takes the thread's error object and returns its description; "" when there is none.
+std::string Take() {
+    IErrorInfo* info = nullptr;
     BSTR text = reinterpret_cast<BSTR>(1); // overwritten, not freed
-    EXPECT_EQ((info->*get)(&text), S_OK);
-    std::string s = text ? Narrow(text, SysStringLen(text)) : "(null)";
+    if (GetErrorInfo(0, &info) != S_OK) return "";
+    EXPECT_EQ(info->GetDescription(&text), S_OK);
+    info->Release();
+    const std::string s = Narrow(text, SysStringLen(text));
     SysFreeString(text);
     return s;
 }
 
-// Takes the thread's error object and returns its description; "" when there is none.
-std::string Take() {
-    IErrorInfo* info = nullptr;
-    if (GetErrorInfo(0, &info) != S_OK) return "";
-    std::string s = Read(info, &IErrorInfo::GetDescription);
-    info->Release();
-    return s;
-}
-
-TEST(ErrorInfo, FieldsRoundTripAndOneObjectAnswersBothInterfaces) {
-    const GUID guid = {0x3F2A1C5B, 0x7D4E, 0x4B6A, {0x9C, 0x8D, 0x1E, 0x2F, 0x3A, 0x4B, 0x5C, 0x6D}};
+TEST(ErrorInfo, OneObjectAnswersBothInterfaces) {
     ICreateErrorInfo* create = nullptr;
     IErrorInfo* info = NewErrorInfo(nullptr, &create);
-    DWORD context = 7;
-    GUID read = GUID_NULL;
-    EXPECT_EQ(Read(info, &IErrorInfo::GetSource), "(null)"); // a fresh object has nothing
-    EXPECT_EQ(create->SetGUID(guid), S_OK);
-    EXPECT_EQ(create->SetSource(const_cast<LPOLESTR>(OLESTR("Tarvolin.Parser.1"))), S_OK);
-    EXPECT_EQ(create->SetHelpFile(const_cast<LPOLESTR>(OLESTR("help.chm"))), S_OK);
-    EXPECT_EQ(create->SetHelpContext(42), S_OK);
-    EXPECT_EQ(info->GetGUID(&read), S_OK);
-    EXPECT_TRUE(IsEqualGUID(read, guid));
-    EXPECT_EQ(Read(info, &IErrorInfo::GetSource) + Read(info, &IErrorInfo::GetHelpFile), "Tarvolin.Parser.1help.chm");
-    EXPECT_EQ(info->GetHelpContext(&context), S_OK);
-    EXPECT_EQ(context, 42u);
+    BSTR source = reinterpret_cast<BSTR>(1); // never set: overwritten with null
+    EXPECT_EQ(info->GetSource(&source), S_OK);
+    EXPECT_EQ(source, nullptr);
     EXPECT_EQ(info->GetDescription(nullptr), E_INVALIDARG);
     EXPECT_EQ(info->GetGUID(nullptr), E_INVALIDARG);
-    EXPECT_EQ(info->GetHelpContext(nullptr), E_INVALIDARG);
-
     IUnknown* a = nullptr;
     IUnknown* b = nullptr;
     ICreateErrorInfo* again = nullptr;
@@ -95,13 +78,12 @@ TEST(ErrorInfo, SlotHoldsOneReferenceAndGetTransfersIt) {
     EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK); // null clears
     EXPECT_EQ(first->Release(), 0u);
     EXPECT_EQ(second->Release(), 0u);
-}
 
-TEST(ErrorInfo, ThreadsDoNotSeeEachOthersErrors) {
+    // Threads do not see each other's errors.
     auto publish = [](const OLECHAR* text) {
-        IErrorInfo* info = NewErrorInfo(text);
-        SetErrorInfo(0, info);
-        info->Release();
+        IErrorInfo* published = NewErrorInfo(text);
+        SetErrorInfo(0, published);
+        published->Release();
     };
     publish(OLESTR("main"));
     std::string seenByOther = "not run", otherOwn;
@@ -111,8 +93,7 @@ TEST(ErrorInfo, ThreadsDoNotSeeEachOthersErrors) {
         otherOwn = Take();
     });
     other.join();
-    EXPECT_EQ(seenByOther, "");
-    EXPECT_EQ(otherOwn, "other");
+    EXPECT_EQ(seenByOther + "/" + otherOwn, "/other");
     EXPECT_EQ(Take(), "main");
     EXPECT_EQ(Take(), ""); // taken once
 }
