@@ -114,8 +114,6 @@ TEST_F(Registrar, DeepScriptsAreNoProblem) {
 TEST(Satellite, PathIsFormedFromTheModulePathAndTheLanguage) {
     // Only the last extension goes; a name without one keeps its whole name. A drive without
     // a directory, forward slashes, a bare file name; nothing for unusable paths.
-    const OleString longDir = OLESTR("C:\\") + OleString(MAX_PATH + 1, 'd') + OLESTR("\\x.dll");
-    const OleString longName = OLESTR("C:\\d\\") + OleString(MAX_PATH + 1, 'n') + OLESTR(".dll");
     const struct {
         OleString module, language;
         const char* path;
@@ -128,8 +126,8 @@ TEST(Satellite, PathIsFormedFromTheModulePathAndTheLanguage) {
         {OLESTR("x.dll"), OLESTR("en-US"), "en-US\\x.res.dll"},
         {OLESTR("C:\\dir\\"), OLESTR("de-DE"), ""},   // no file name
         {OLESTR("C:\\dir\\x.dll"), OLESTR(""), ""}, // no language
-        {longDir, OLESTR("de-DE"), ""},
-        {longName, OLESTR("de-DE"), ""},
+        {OLESTR("C:\\") + OleString(MAX_PATH + 1, 'd') + OLESTR("\\x.dll"), OLESTR("de-DE"), ""}, // too long
+        {OLESTR("C:\\d\\") + OleString(MAX_PATH + 1, 'n') + OLESTR(".dll"), OLESTR("de-DE"), ""},
     };
     for (const auto& c : kCases) EXPECT_EQ(Narrow(SatellitePath(c.module, c.language)), c.path);
     // No satellite exists for a module in a directory that does not exist.

@@ -74,10 +74,11 @@ TEST(CodePage, EveryByteRoundTrips) {
         }
     }
     for (const auto& p : block) EXPECT_EQ(wide[p[0] - 1], p[1]) << p[0];
-    // U+0101 (a with macron) has no code in 1252 and becomes the default character.
+    // U+0101 (a with macron) has no code in 1252 and, without a best fit, becomes the default
+    // character.
     const OLECHAR unmappable[] = {'c', 0x0101, 0x20AC};
     BOOL usedDefault = FALSE;
-    EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, unmappable, 3, back, 3, nullptr, &usedDefault), 3);
+    EXPECT_EQ(WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, unmappable, 3, back, 3, nullptr, &usedDefault), 3);
     EXPECT_EQ(std::string(back, 3), "c?\x80");
     EXPECT_EQ(usedDefault, TRUE);
 }
