@@ -11,19 +11,8 @@ using OleText = std::basic_string<OLECHAR>;
 
 inline OleText Wide(const std::string& s) { return OleText(s.begin(), s.end()); }
 
-// Characters beyond ASCII become "?": the tests compare ASCII texts.
-inline std::string Narrow(const OleText& s) {
-    std::string out;
-    for (OLECHAR c : s) out += c < 0x80 ? static_cast<char>(c) : '?';
-    return out;
-}
-
-inline bool KeyExists(const std::string& path) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
-    RegCloseKey(key);
-    return true;
-}
+// The tests compare ASCII texts.
+inline std::string Narrow(const OleText& s) { return std::string(s.begin(), s.end()); }
 
 // A string value (the key's default value without a name): "(no key)" when the key is
 // missing, "(no value)" when the value is missing or not a string.
@@ -31,14 +20,13 @@ inline std::string Value(const std::string& path, const char* name = nullptr) {
     HKEY key = nullptr;
     if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return "(no key)";
     OLECHAR buffer[1024] = {};
-    DWORD size = sizeof buffer - sizeof(OLECHAR);
-    DWORD type = 0;
-    const OleText valueName = name ? Wide(name) : OleText();
-    const LONG rc = RegQueryValueExW(key, name ? valueName.c_str() : nullptr, nullptr, &type,
+    DWORD size = sizeof buffer - sizeof(OLECHAR), type = 0;
+    const LONG rc = RegQueryValueExW(key, name ? Wide(name).c_str() : nullptr, nullptr, &type,
                                      reinterpret_cast<BYTE*>(buffer), &size);
     RegCloseKey(key);
-    if (rc != ERROR_SUCCESS || type != REG_SZ) return "(no value)";
-    return Narrow(OleText(buffer));
+    return rc != ERROR_SUCCESS || type != REG_SZ ? "(no value)" : Narrow(buffer);
 }
+
+inline bool KeyExists(const std::string& path) { return Value(path) != "(no key)"; }
 
 } // namespace registry_reader

@@ -25,23 +25,24 @@ class Registrar : public ::testing::Test {
 protected:
     void SetUp() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str()); }
     void TearDown() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str()); }
+    static void MakeKey(const std::string& path) {
+        HKEY key = nullptr;
+        ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key,
+                                  nullptr),
+                  ERROR_SUCCESS);
+        RegCloseKey(key);
+    }
 };
 
 const std::string kScript = std::string("HKCR\n{\n  NoRemove ") + kRoot + R"(
   {
-    App.Thing.1 = s 'Thing Class'
-    {
-      CLSID = s '{00000000-1111-2222-3333-444444444444}'
-    }
+    App.Thing.1 = s 'Thing Class' { CLSID = s '{00000000-1111-2222-3333-444444444444}' }
     NoRemove Shared
     {
       ForceRemove {00000000-1111-2222-3333-444444444444} = s 'Thing Class'
       {
         ForceRemove Programmable
-        InprocServer32 = s '%MODULE%'
-        {
-          val ThreadingModel = s 'Apartment'
-        }
+        InprocServer32 = s '%MODULE%' { val ThreadingModel = s 'Apartment' }
         'Quoted Name' = s 'it''s 100%% done'
       }
     }
@@ -51,52 +52,29 @@ const std::string kScript = std::string("HKCR\n{\n  NoRemove ") + kRoot + R"(
 
 const std::vector<RegistryReplacement> kModule = {{OLESTR("MODULE"), OLESTR("C:\\dir\\x.dll")}};
 
-TEST_F(Registrar, RegisterWritesKeysValuesAndReplacements) {
+TEST_F(Registrar, RegisterWritesKeysValuesAndReplacementsAndUnregisterRemovesThem) {
+    const std::string root = kRoot, cls = root + "\\Shared\\{00000000-1111-2222-3333-444444444444}";
+    MakeKey(cls + "\\Stale\\Deeper"); // ForceRemove clears stale content before writing
     ASSERT_EQ(RunScript(kScript, RegistryMode::Register, kModule), S_OK);
-    const std::string root = kRoot;
-    const std::string cls = root + "\\Shared\\{00000000-1111-2222-3333-444444444444}";
+    EXPECT_FALSE(KeyExists(cls + "\\Stale"));
     EXPECT_EQ(Value(root + "\\App.Thing.1"), "Thing Class");
     EXPECT_EQ(Value(root + "\\App.Thing.1\\CLSID"), "{00000000-1111-2222-3333-444444444444}");
     EXPECT_EQ(Value(cls), "Thing Class");
-    EXPECT_TRUE(KeyExists(cls + "\\Programmable"));
     EXPECT_EQ(Value(cls + "\\Programmable"), "(no value)"); // a key without values
     EXPECT_EQ(Value(cls + "\\InprocServer32"), "C:\\dir\\x.dll");
-    EXPECT_EQ(Value(cls + "\\InprocServer32", "ThreadingModel"), "Apartment");
     EXPECT_EQ(Value(cls + "\\Quoted Name"), "it's 100% done");
     // Registering again over an existing registration succeeds and changes nothing.
     EXPECT_EQ(RunScript(kScript, RegistryMode::Register, kModule), S_OK);
     EXPECT_EQ(Value(cls + "\\InprocServer32", "ThreadingModel"), "Apartment");
-}
 
-TEST_F(Registrar, ForceRemoveClearsStaleContentBeforeWriting) {
-    const std::string cls = std::string(kRoot) + "\\Shared\\{00000000-1111-2222-3333-444444444444}";
-    HKEY stale = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(cls + "\\Stale\\Deeper").c_str(), 0, nullptr, 0, KEY_WRITE, nullptr,
-                              &stale, nullptr),
-              ERROR_SUCCESS);
-    RegCloseKey(stale);
-    ASSERT_EQ(RunScript(kScript, RegistryMode::Register, kModule), S_OK);
-    EXPECT_FALSE(KeyExists(cls + "\\Stale"));
-    EXPECT_TRUE(KeyExists(cls + "\\InprocServer32"));
-}
-
-TEST_F(Registrar, UnregisterKeepsNoRemoveKeysAndForeignSubkeys) {
-    const std::string root = kRoot;
-    ASSERT_EQ(RunScript(kScript, RegistryMode::Register, kModule), S_OK);
-    // Someone else's key below a key of ours that is not marked ForceRemove.
-    HKEY foreign = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(root + "\\App.Thing.1\\Foreign").c_str(), 0, nullptr, 0, KEY_WRITE,
-                              nullptr, &foreign, nullptr),
-              ERROR_SUCCESS);
-    RegCloseKey(foreign);
-    ASSERT_EQ(RunScript(kScript, RegistryMode::Unregister, kModule), S_OK);
-    EXPECT_TRUE(KeyExists(root));
+    // Unregistering keeps NoRemove keys and someone else's key below a key of ours that is
+    // not marked ForceRemove; unregistering what is already gone is no error.
+    MakeKey(root + "\\App.Thing.1\\Foreign");
+    for (int round = 0; round < 2; ++round) ASSERT_EQ(RunScript(kScript, RegistryMode::Unregister, kModule), S_OK);
     EXPECT_TRUE(KeyExists(root + "\\Shared"));
-    EXPECT_FALSE(KeyExists(root + "\\Shared\\{00000000-1111-2222-3333-444444444444}"));
+    EXPECT_FALSE(KeyExists(cls));
     EXPECT_FALSE(KeyExists(root + "\\App.Thing.1\\CLSID"));
     EXPECT_TRUE(KeyExists(root + "\\App.Thing.1\\Foreign"));
-    // Unregistering what is already gone is no error.
-    EXPECT_EQ(RunScript(kScript, RegistryMode::Unregister, kModule), S_OK);
 }
 
 TEST_F(Registrar, MalformedScriptsChangeNothing) {
@@ -124,48 +102,40 @@ TEST_F(Registrar, MalformedScriptsChangeNothing) {
 
 TEST_F(Registrar, DeepScriptsAreNoProblem) {
     // Nesting is bounded by the registry's own key length, not by the native stack.
-    std::string script = std::string("HKCR { ") + kRoot + " { ";
-    const int depth = 60;
-    for (int i = 0; i < depth; ++i) script += "k { ";
-    for (int i = 0; i < depth + 2; ++i) script += "} ";
+    std::string script = std::string("HKCR { ") + kRoot + " { ", path = kRoot;
+    for (int i = 0; i < 60; ++i) script += "k { ", path += "\\k";
+    for (int i = 0; i < 62; ++i) script += "} ";
     ASSERT_EQ(RunScript(script, RegistryMode::Register), S_OK);
-    std::string path = kRoot;
-    for (int i = 0; i < depth; ++i) path += "\\k";
     EXPECT_TRUE(KeyExists(path));
     ASSERT_EQ(RunScript(script, RegistryMode::Unregister), S_OK);
     EXPECT_FALSE(KeyExists(kRoot));
 }
 
-TEST(SatellitePath, IsFormedFromTheModulePathAndTheLanguage) {
-    EXPECT_EQ(Narrow(SatellitePath(OLESTR("C:\\Program Files\\App\\tarvolin.dll"), OLESTR("de-DE"))),
-              "C:\\Program Files\\App\\de-DE\\tarvolin.res.dll");
-    // Only the last extension goes; a name without one keeps its whole name.
-    EXPECT_EQ(Narrow(SatellitePath(OLESTR("C:\\a.b\\my.parser.dll"), OLESTR("fr"))), "C:\\a.b\\fr\\my.parser.res.dll");
-    EXPECT_EQ(Narrow(SatellitePath(OLESTR("C:\\a.b\\parser"), OLESTR("fr"))), "C:\\a.b\\fr\\parser.res.dll");
-    // A drive without a directory, forward slashes, and a bare file name.
-    EXPECT_EQ(Narrow(SatellitePath(OLESTR("D:x.dll"), OLESTR("en-US"))), "D:en-US\\x.res.dll");
-    EXPECT_EQ(Narrow(SatellitePath(OLESTR("/opt/lib/x.dll"), OLESTR("en-US"))), "/opt/lib/en-US\\x.res.dll");
-    EXPECT_EQ(Narrow(SatellitePath(OLESTR("x.dll"), OLESTR("en-US"))), "en-US\\x.res.dll");
-}
-
-TEST(SatellitePath, GivesNothingForUnusablePaths) {
-    EXPECT_TRUE(SatellitePath(OLESTR("C:\\dir\\"), OLESTR("de-DE")).empty());        // no file name
-    EXPECT_TRUE(SatellitePath(OLESTR("C:\\dir\\x.dll"), OLESTR("")).empty());       // no language
-    const OleString longDir = OLESTR("C:\\") + OleString(MAX_PATH + 1, 'd') + OLESTR("\\x.dll");
-    EXPECT_TRUE(SatellitePath(longDir, OLESTR("de-DE")).empty());
-    const OleString longName = OLESTR("C:\\d\\") + OleString(MAX_PATH + 1, 'n') + OLESTR(".dll");
-    EXPECT_TRUE(SatellitePath(longName, OLESTR("de-DE")).empty());
+TEST(Satellite, PathIsFormedFromTheModulePathAndTheLanguage) {
+    // Only the last extension goes; a name without one keeps its whole name. A drive without
+    // a directory, forward slashes, a bare file name; nothing for unusable paths.
+    const struct {
+        OleString module, language;
+        const char* path;
+    } kCases[] = {
+        {OLESTR("C:\\Program Files\\App\\tarvolin.dll"), OLESTR("de-DE"), "C:\\Program Files\\App\\de-DE\\tarvolin.res.dll"},
+        {OLESTR("C:\\a.b\\my.parser.dll"), OLESTR("fr"), "C:\\a.b\\fr\\my.parser.res.dll"},
+        {OLESTR("C:\\a.b\\parser"), OLESTR("fr"), "C:\\a.b\\fr\\parser.res.dll"},
+        {OLESTR("D:x.dll"), OLESTR("en-US"), "D:en-US\\x.res.dll"},
+        {OLESTR("/opt/lib/x.dll"), OLESTR("en-US"), "/opt/lib/en-US\\x.res.dll"},
+        {OLESTR("x.dll"), OLESTR("en-US"), "en-US\\x.res.dll"},
+        {OLESTR("C:\\dir\\"), OLESTR("de-DE"), ""},   // no file name
+        {OLESTR("C:\\dir\\x.dll"), OLESTR(""), ""}, // no language
+        {OLESTR("C:\\") + OleString(MAX_PATH + 1, 'd') + OLESTR("\\x.dll"), OLESTR("de-DE"), ""}, // too long
+        {OLESTR("C:\\d\\") + OleString(MAX_PATH + 1, 'n') + OLESTR(".dll"), OLESTR("de-DE"), ""},
+    };
+    for (const auto& c : kCases) EXPECT_EQ(Narrow(SatellitePath(c.module, c.language)), c.path);
     // No satellite exists for a module in a directory that does not exist.
     EXPECT_EQ(LoadSatelliteLibrary(OLESTR("C:\\no such dir\\x.dll"), {OLESTR("de-DE"), OLESTR("en-US")}), nullptr);
-}
-
-TEST(PreferredUILanguages, AreAskedOnceAndAreNames) {
-    const std::vector<OleString>& first = PreferredUILanguages();
-    EXPECT_EQ(&first, &PreferredUILanguages());
-    for (const OleString& name : first) {
-        EXPECT_FALSE(name.empty());
-        EXPECT_EQ(name.find('\0'), OleString::npos);
-    }
+    // The preferred languages are asked once, and are names.
+    const std::vector<OleString>& languages = PreferredUILanguages();
+    EXPECT_EQ(&languages, &PreferredUILanguages());
+    for (const OleString& name : languages) EXPECT_TRUE(!name.empty() && name.find('\0') == OleString::npos);
 }
 
 } // namespace

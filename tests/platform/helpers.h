@@ -13,12 +13,12 @@
 
 namespace platformtest {
 
-// The characters of a 16-bit string as 8-bit text, each below 0x100 as the byte of the
-// same value and any other as '#', which keeps comparisons with ASCII literals readable.
+using Text = std::basic_string<OLECHAR>;
+
+// 16-bit text as 8-bit text: each character below 0x100 as that byte, any other as '#'.
 inline std::string Narrow(const OLECHAR* text, size_t length) {
     std::string s;
-    for (size_t i = 0; i < length; ++i)
-        s += text[i] < 0x100 ? static_cast<char>(text[i]) : '#';
+    for (size_t i = 0; i < length; ++i) s += text[i] < 0x100 ? static_cast<char>(text[i]) : '#';
     return s;
 }
 
@@ -28,56 +28,48 @@ inline std::string Narrow(const OLECHAR* text) {
     return Narrow(text, n);
 }
 
+inline Text Wide(const std::string& text) { return Text(text.begin(), text.end()); }
+
 // A file of the build tree (a Unix path) as this program names it: as it is natively, and on
 // drive Z: in Windows form under Wine, whose programs have Windows paths.
-inline std::basic_string<OLECHAR> PlatformPath(const char* path) {
+inline Text PlatformPath(const char* path) {
     OLECHAR self[MAX_PATH] = {};
     const bool windows = GetModuleFileNameW(nullptr, self, MAX_PATH) && self[0] != '/';
-    std::basic_string<OLECHAR> out;
-    if (windows && path[0] == '/') out = OLESTR("Z:");
+    Text out = windows && path[0] == '/' ? OLESTR("Z:") : OLESTR("");
     for (const char* c = path; *c; ++c) out += static_cast<OLECHAR>(windows && *c == '/' ? '\\' : *c);
     return out;
 }
 
-// The registry form of a GUID as 8-bit text.
-inline std::string GuidText(REFGUID guid) {
-    OLECHAR text[39] = {};
-    return StringFromGUID2(guid, text, 39) == 39 ? Narrow(text) : std::string("(none)");
-}
-
-// The bytes of a file; empty when it cannot be read.
-inline std::vector<unsigned char> FileBytes(const std::basic_string<OLECHAR>& path) {
+inline std::vector<unsigned char> FileBytes(const Text& path) {
     std::ifstream in(Narrow(path.c_str()), std::ios::binary);
     return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// A function a module exports, as the type it has.
-template <typename Function>
-Function Export(HMODULE module, const char* name) {
-    // Through the generic function pointer type, which converts to any other one.
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
+// The default value of a key of HKEY_CLASSES_ROOT: "(no key)" when the key is missing,
+// "(no value)" when the value is.
+inline std::string Value(const std::string& path) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return "(no key)";
+    OLECHAR buffer[MAX_PATH * 2] = {};
+    DWORD size = sizeof buffer - sizeof(OLECHAR);
+    const LONG rc = RegQueryValueExW(key, nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
+    RegCloseKey(key);
+    return rc == ERROR_SUCCESS ? Narrow(buffer) : "(no value)";
 }
 
-// An object that counts its references and never destroys itself, so a test can read the
-// count after every step. It answers IUnknown and IDispatch.
-struct CountedDispatch : IDispatch {
-    ULONG refs = 1;
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        if (!object) return E_POINTER;
-        *object = nullptr;
-        if (!IsEqualGUID(iid, IID_IUnknown) && !IsEqualGUID(iid, IID_IDispatch)) return E_NOINTERFACE;
-        *object = static_cast<IDispatch*>(this);
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
-    ULONG STDMETHODCALLTYPE Release() override { return --refs; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
-        return E_NOTIMPL;
-    }
-};
+inline bool KeyExists(const std::string& path) { return Value(path) != "(no key)"; }
+
+// The references an object holds, read through the counts AddRef and Release return.
+inline ULONG Refs(IUnknown* object) {
+    object->AddRef();
+    return object->Release();
+}
+
+// An object whose references the tests count: a new error object, held once.
+inline IUnknown* NewObject() {
+    ICreateErrorInfo* object = nullptr;
+    EXPECT_EQ(CreateErrorInfo(&object), S_OK);
+    return object;
+}
 
 } // namespace platformtest

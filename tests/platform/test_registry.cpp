@@ -1,179 +1,226 @@
 // HKEY_CLASSES_ROOT as registration uses it: keys created with their ancestors, string
-// values read back byte for byte, whole trees deleted, and ProgIDFromCLSID on top.
+// values read back byte for byte, whole trees deleted, ProgIDFromCLSID on top; type
+// libraries, the project's and one of the tests' own (platformtest.idl) registered and removed.
 #include "helpers.h"
+
+#include "tarvolin_h.h"
 
 #include <string>
 
 namespace {
 
+using platformtest::KeyExists;
 using platformtest::Narrow;
+using platformtest::PlatformPath;
+using platformtest::Text;
+using platformtest::Value;
+using platformtest::Wide;
 
-// A path below the key that holds everything these tests write; the fixture removes it.
-std::basic_string<OLECHAR> Key(const char* below) {
-    std::basic_string<OLECHAR> path;
-    for (const char* c = "TarvolinPlatformTest"; *c; ++c) path += static_cast<OLECHAR>(*c);
-    for (const char* c = below; *c; ++c) path += static_cast<OLECHAR>(*c);
-    return path;
-}
+const std::string kRoot = "TarvolinPlatformTest"; // everything these tests write; the fixture removes it
 
-LONG Create(const OLECHAR* path, HKEY* key, DWORD* disposition = nullptr) {
-    return RegCreateKeyExW(HKEY_CLASSES_ROOT, path, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, key,
-                           disposition);
-}
-
-bool Exists(const OLECHAR* path) {
+HKEY Create(const std::string& path, DWORD* disposition = nullptr, HKEY parent = HKEY_CLASSES_ROOT) {
     HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, path, 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
-    RegCloseKey(key);
-    return true;
+    EXPECT_EQ(RegCreateKeyExW(parent, Wide(path).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, disposition),
+              ERROR_SUCCESS);
+    return key;
 }
 
-LONG SetString(HKEY key, const OLECHAR* name, const OLECHAR* value) {
-    DWORD bytes = sizeof(OLECHAR);
-    while (value[bytes / sizeof(OLECHAR) - 1]) bytes += sizeof(OLECHAR);
-    return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value), bytes);
+LONG Set(HKEY key, const OLECHAR* name, const Text& value) {
+    const DWORD bytes = static_cast<DWORD>(value.size() + 1) * sizeof(OLECHAR);
+    return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), bytes);
 }
 
-// Writes the first characters of a text as a REG_SZ value, without a terminator.
-LONG SetChars(HKEY key, const OLECHAR* name, const OLECHAR* value, DWORD count) {
-    return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value), count * sizeof(OLECHAR));
-}
-
-// Reads a string value; "(missing)" when the value cannot be read.
-std::string GetString(HKEY key, const OLECHAR* name) {
+// A string value and its size in bytes; "(missing)" when it cannot be read.
+std::string Get(HKEY key, const OLECHAR* name, DWORD* bytes = nullptr) {
     OLECHAR buffer[256] = {};
-    DWORD size = sizeof buffer - sizeof(OLECHAR);
-    DWORD type = REG_NONE;
+    DWORD size = sizeof buffer - sizeof(OLECHAR), type = REG_NONE;
     if (RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS)
         return "(missing)";
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    if (bytes) *bytes = size;
     return Narrow(buffer);
 }
 
 class Registry : public ::testing::Test {
 protected:
-    void SetUp() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Key("").c_str()); }
+    void SetUp() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str()); }
     void TearDown() override {
-        RegDeleteTreeW(HKEY_CLASSES_ROOT, Key("").c_str());
-        EXPECT_FALSE(Exists(Key("").c_str()));
+        RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str());
+        EXPECT_FALSE(KeyExists(kRoot));
     }
 };
 
-TEST_F(Registry, CreatingAKeyCreatesItsAncestors) {
-    HKEY key = nullptr;
-    DWORD disposition = 0;
-    ASSERT_EQ(Create(Key("\\a\\b\\c").c_str(), &key, &disposition), ERROR_SUCCESS);
+TEST_F(Registry, KeysAreCreatedWithTheirAncestorsAndValuesReadBackAsWritten) {
+    DWORD disposition = 0, size = 0;
+    RegCloseKey(Create(kRoot + "\\a\\b\\c", &disposition));
     EXPECT_EQ(disposition, static_cast<DWORD>(REG_CREATED_NEW_KEY));
-    RegCloseKey(key);
-    EXPECT_TRUE(Exists(Key("\\a").c_str()));
-    EXPECT_TRUE(Exists(Key("\\a\\b").c_str()));
-    ASSERT_EQ(Create(Key("\\a\\b\\c").c_str(), &key, &disposition), ERROR_SUCCESS);
-    EXPECT_EQ(disposition, static_cast<DWORD>(REG_OPENED_EXISTING_KEY));
-    RegCloseKey(key);
-
+    EXPECT_TRUE(KeyExists(kRoot + "\\a\\b"));
     // Relative to an open key, and names compare without regard to case.
-    HKEY a = nullptr;
-    ASSERT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, Key("\\A").c_str(), 0, KEY_ALL_ACCESS, &a), ERROR_SUCCESS);
-    ASSERT_EQ(RegCreateKeyExW(a, OLESTR("B\\d"), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, &disposition),
-              ERROR_SUCCESS);
+    HKEY a = Create(kRoot + "\\A", &disposition);
+    EXPECT_EQ(disposition, static_cast<DWORD>(REG_OPENED_EXISTING_KEY));
+    RegCloseKey(Create("B\\d", &disposition, a));
     EXPECT_EQ(disposition, static_cast<DWORD>(REG_CREATED_NEW_KEY));
-    RegCloseKey(key);
-    RegCloseKey(a);
-    EXPECT_TRUE(Exists(Key("\\a\\b\\D").c_str()));
-    EXPECT_FALSE(Exists(Key("\\a\\x").c_str()));
-    EXPECT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, Key("\\x\\y").c_str(), 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
-}
+    EXPECT_TRUE(KeyExists(kRoot + "\\a\\b\\D"));
+    EXPECT_FALSE(KeyExists(kRoot + "\\a\\x"));
 
-TEST_F(Registry, StringValuesReadBackAsWritten) {
-    HKEY key = nullptr;
-    ASSERT_EQ(Create(Key("\\InprocServer32").c_str(), &key), ERROR_SUCCESS);
-    ASSERT_EQ(SetString(key, nullptr, OLESTR("C:\\dir\\tarvolin.dll")), ERROR_SUCCESS);
-    ASSERT_EQ(SetString(key, OLESTR("ThreadingModel"), OLESTR("Apartment")), ERROR_SUCCESS);
-    EXPECT_EQ(GetString(key, nullptr), "C:\\dir\\tarvolin.dll");
-    EXPECT_EQ(GetString(key, OLESTR("")), "C:\\dir\\tarvolin.dll"); // "" also names the default value
-    EXPECT_EQ(GetString(key, OLESTR("threadingmodel")), "Apartment");
-    EXPECT_EQ(GetString(key, OLESTR("Missing")), "(missing)");
-    ASSERT_EQ(SetString(key, OLESTR("ThreadingModel"), OLESTR("Both")), ERROR_SUCCESS); // replaces
-    EXPECT_EQ(GetString(key, OLESTR("ThreadingModel")), "Both");
-
-    // The size: asked for alone, reported with ERROR_MORE_DATA when the buffer is short.
-    DWORD size = 0;
-    DWORD type = REG_NONE;
-    EXPECT_EQ(RegQueryValueExW(key, OLESTR("ThreadingModel"), nullptr, &type, nullptr, &size), ERROR_SUCCESS);
+    ASSERT_EQ(Set(a, nullptr, OLESTR("C:\\dir\\tarvolin.dll")), ERROR_SUCCESS);
+    ASSERT_EQ(Set(a, OLESTR("ThreadingModel"), OLESTR("Apartment")), ERROR_SUCCESS);
+    ASSERT_EQ(Set(a, OLESTR("ThreadingModel"), OLESTR("Both")), ERROR_SUCCESS); // replaces
+    EXPECT_EQ(Get(a, OLESTR("")), "C:\\dir\\tarvolin.dll"); // "" also names the default value
+    EXPECT_EQ(Get(a, OLESTR("threadingmodel"), &size), "Both");
     EXPECT_EQ(size, 5 * sizeof(OLECHAR));
-    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(Get(a, OLESTR("Missing")), "(missing)");
+    // The size alone, and with ERROR_MORE_DATA when the buffer is short.
     OLECHAR small[2] = {};
     size = sizeof small;
-    EXPECT_EQ(RegQueryValueExW(key, OLESTR("ThreadingModel"), nullptr, nullptr, reinterpret_cast<BYTE*>(small), &size),
+    EXPECT_EQ(RegQueryValueExW(a, OLESTR("ThreadingModel"), nullptr, nullptr, reinterpret_cast<BYTE*>(small), &size),
               ERROR_MORE_DATA);
     EXPECT_EQ(size, 5 * sizeof(OLECHAR));
-    EXPECT_EQ(RegQueryValueExW(key, OLESTR("Missing"), nullptr, nullptr, nullptr, &size), ERROR_FILE_NOT_FOUND);
-
-    // A string given without its terminator is stored with it when a NUL follows it in
-    // memory, and without it otherwise.
-    ASSERT_EQ(SetChars(key, OLESTR("Terminated"), OLESTR("abc"), 3), ERROR_SUCCESS);
-    EXPECT_EQ(RegQueryValueExW(key, OLESTR("Terminated"), nullptr, nullptr, nullptr, &size), ERROR_SUCCESS);
-    EXPECT_EQ(size, 4 * sizeof(OLECHAR));
-    ASSERT_EQ(SetChars(key, OLESTR("Bare"), OLESTR("abcd"), 3), ERROR_SUCCESS);
-    EXPECT_EQ(RegQueryValueExW(key, OLESTR("Bare"), nullptr, nullptr, nullptr, &size), ERROR_SUCCESS);
-    EXPECT_EQ(size, 3 * sizeof(OLECHAR));
-    RegCloseKey(key);
+    EXPECT_EQ(RegQueryValueExW(a, OLESTR("Missing"), nullptr, nullptr, nullptr, &size), ERROR_FILE_NOT_FOUND);
+    RegCloseKey(a);
 }
 
 TEST_F(Registry, DeletingKeysAndTrees) {
-    HKEY inproc = nullptr, key = nullptr;
-    ASSERT_EQ(Create(Key("\\CLSID\\{X}\\InprocServer32").c_str(), &inproc), ERROR_SUCCESS);
-    ASSERT_EQ(SetString(inproc, nullptr, OLESTR("module")), ERROR_SUCCESS);
-    ASSERT_EQ(Create(Key("\\CLSID\\{Y}").c_str(), &key), ERROR_SUCCESS);
-    RegCloseKey(key);
+    HKEY inproc = Create(kRoot + "\\CLSID\\{X}\\InprocServer32");
+    ASSERT_EQ(Set(inproc, nullptr, OLESTR("module")), ERROR_SUCCESS);
+    RegCloseKey(Create(kRoot + "\\CLSID\\{Y}"));
     // RegDeleteKeyW takes only a key without subkeys.
-    EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, Key("\\CLSID\\{X}").c_str()), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, Key("\\CLSID\\{Y}").c_str()), ERROR_SUCCESS);
-    EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, Key("\\CLSID\\{Y}").c_str()), ERROR_FILE_NOT_FOUND);
-    ASSERT_EQ(Create(Key("\\CLSID\\{Y}").c_str(), &key), ERROR_SUCCESS);
-    RegCloseKey(key);
+    const Text x = Wide(kRoot + "\\CLSID\\{X}"), y = Wide(kRoot + "\\CLSID\\{Y}");
+    EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, x.c_str()), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, y.c_str()), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, y.c_str()), ERROR_FILE_NOT_FOUND);
+    RegCloseKey(Create(kRoot + "\\CLSID\\{Y}"));
     // RegDeleteTreeW takes everything below, whatever the case of the name; the handle of
     // a deleted key fails and writes nothing back.
-    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, Key("\\CLSID\\{x}").c_str()), ERROR_SUCCESS);
-    EXPECT_FALSE(Exists(Key("\\CLSID\\{X}\\InprocServer32").c_str()));
-    EXPECT_FALSE(Exists(Key("\\CLSID\\{X}").c_str()));
-    EXPECT_TRUE(Exists(Key("\\CLSID\\{Y}").c_str())); // a sibling stays
-    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, Key("\\CLSID\\{X}").c_str()), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(SetString(inproc, nullptr, OLESTR("after")), ERROR_KEY_DELETED);
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot + "\\CLSID\\{x}").c_str()), ERROR_SUCCESS);
+    EXPECT_FALSE(KeyExists(kRoot + "\\CLSID\\{X}"));
+    EXPECT_TRUE(KeyExists(kRoot + "\\CLSID\\{Y}")); // a sibling stays
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, x.c_str()), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(Set(inproc, nullptr, OLESTR("after")), ERROR_KEY_DELETED);
     DWORD size = 0;
     EXPECT_EQ(RegQueryValueExW(inproc, nullptr, nullptr, nullptr, nullptr, &size), ERROR_KEY_DELETED);
     EXPECT_EQ(RegCloseKey(inproc), ERROR_SUCCESS);
-    EXPECT_FALSE(Exists(Key("\\CLSID\\{X}\\InprocServer32").c_str()));
+    EXPECT_FALSE(KeyExists(kRoot + "\\CLSID\\{X}\\InprocServer32"));
     // Without a subkey, the key stays but loses its subkeys and values.
-    HKEY root = nullptr;
-    ASSERT_EQ(Create(Key("").c_str(), &root), ERROR_SUCCESS);
-    SetString(root, nullptr, OLESTR("value"));
+    HKEY root = Create(kRoot);
+    Set(root, nullptr, OLESTR("value"));
     EXPECT_EQ(RegDeleteTreeW(root, nullptr), ERROR_SUCCESS);
-    EXPECT_EQ(GetString(root, nullptr), "(missing)");
+    EXPECT_EQ(Get(root, nullptr), "(missing)");
     RegCloseKey(root);
-    EXPECT_TRUE(Exists(Key("").c_str()));
-    EXPECT_FALSE(Exists(Key("\\CLSID").c_str()));
-}
+    EXPECT_TRUE(KeyExists(kRoot));
+    EXPECT_FALSE(KeyExists(kRoot + "\\CLSID"));
 
-TEST_F(Registry, ProgIdOfARegisteredClass) {
-    // {6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}, a class only this test registers and removes.
+    // ProgIDFromCLSID reads the ProgID key of a registered class.
     const CLSID clsid = {0x6B4C1F52, 0x93A7, 0x4E0B, {0x9C, 0x1D, 0x2F, 0x7E, 0x8A, 0x5B, 0x3C, 0x41}};
-    const OLECHAR* progIdKey = OLESTR("CLSID\\{6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}\\ProgID");
+    const std::string classKey = "CLSID\\{6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}";
     LPOLESTR progId = reinterpret_cast<LPOLESTR>(1);
     EXPECT_EQ(ProgIDFromCLSID(clsid, &progId), REGDB_E_CLASSNOTREG);
-
-    HKEY key = nullptr;
-    ASSERT_EQ(Create(progIdKey, &key), ERROR_SUCCESS);
-    ASSERT_EQ(SetString(key, nullptr, OLESTR("Tarvolin.Test.1")), ERROR_SUCCESS);
+    HKEY key = Create(classKey + "\\ProgID");
+    ASSERT_EQ(Set(key, nullptr, OLESTR("Tarvolin.Test.1")), ERROR_SUCCESS);
     RegCloseKey(key);
     ASSERT_EQ(ProgIDFromCLSID(clsid, &progId), S_OK);
     EXPECT_EQ(Narrow(progId), "Tarvolin.Test.1");
     CoTaskMemFree(progId);
-
-    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, OLESTR("CLSID\\{6B4C1F52-93A7-4E0B-9C1D-2F7E8A5B3C41}")),
-              ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(classKey).c_str()), ERROR_SUCCESS);
     EXPECT_EQ(ProgIDFromCLSID(clsid, &progId), REGDB_E_CLASSNOTREG);
-    EXPECT_TRUE(Exists(OLESTR("CLSID")));
+    EXPECT_TRUE(KeyExists("CLSID"));
+}
+
+// {5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}, version 3.12, lcid 0x407, hidden: platformtest.idl.
+const GUID kTestLibrary = {0x5C2E8F41, 0x7A93, 0x4B6D, {0x8E, 0x15, 0x3F, 0x9A, 0x0C, 0x7D, 0x2B, 0x68}};
+const std::string kKey = "TypeLib\\{5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}";
+
+// Loads a library file; on success its attributes, else the HRESULT, which leaves no library.
+HRESULT Load(const Text& path, TLIBATTR* attributes, ITypeLib** keep = nullptr) {
+    ITypeLib* library = reinterpret_cast<ITypeLib*>(1);
+    const HRESULT hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
+    if (FAILED(hr)) {
+        EXPECT_EQ(library, nullptr);
+        return hr;
+    }
+    TLIBATTR* attr = nullptr;
+    EXPECT_EQ(library->GetLibAttr(&attr), S_OK);
+    if (attr) *attributes = *attr;
+    library->ReleaseTLibAttr(attr);
+    if (keep) *keep = library;
+    else library->Release();
+    return hr;
+}
+
+// Whether LoadRegTypeLib finds a registration of the tests' library: on Windows it loads
+// the library, natively it fails for want of type information; a failure leaves no library.
+bool Registered(WORD major, WORD minor, LCID lcid) {
+    ITypeLib* library = reinterpret_cast<ITypeLib*>(1);
+    const HRESULT hr = LoadRegTypeLib(kTestLibrary, major, minor, lcid, &library);
+    if (library) library->Release();
+    EXPECT_TRUE(hr == S_OK || (!library && (hr == TYPE_E_CANTLOADLIBRARY || hr == TYPE_E_LIBNOTREGISTERED)));
+    return hr != TYPE_E_LIBNOTREGISTERED;
+}
+
+TEST(TypeLibraries, AttributesAndWhatIsNoLibrary) {
+    TLIBATTR attr = {};
+    const Text tlb = PlatformPath(TEST_TLB_PATH);
+    ASSERT_EQ(Load(tlb, &attr), S_OK);
+    EXPECT_TRUE(IsEqualGUID(attr.guid, LIBID_TARVOLINLib));
+    EXPECT_EQ(attr.syskind, SYS_WIN64);
+    EXPECT_EQ(attr.lcid, 0u); // no lcid attribute
+    EXPECT_EQ(attr.wLibFlags, static_cast<WORD>(LIBFLAG_FHASDISKIMAGE));
+    // A missing file, a registry script, a directory.
+    for (const Text& none : {tlb + OLESTR(".missing"), PlatformPath(TEST_MODULE_RGS_PATH),
+                             tlb.substr(0, tlb.find_last_of(OLESTR("/\\")))})
+        EXPECT_EQ(Load(none, &attr), TYPE_E_CANTLOADLIBRARY) << Narrow(none.c_str());
+}
+
+TEST(TypeLibraries, RegistrationKeysAndTheirRemoval) {
+    RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kKey).c_str());
+    const Text file = PlatformPath(TEST_PLATFORM_TLB_PATH);
+    ITypeLib* library = nullptr;
+    TLIBATTR attr = {};
+    ASSERT_EQ(Load(file, &attr, &library), S_OK);
+    EXPECT_TRUE(IsEqualGUID(attr.guid, kTestLibrary));
+    EXPECT_EQ(attr.wMajorVerNum * 100 + attr.wMinorVerNum, 312);
+    EXPECT_EQ(attr.lcid, 0x407u);
+    EXPECT_EQ(attr.wLibFlags, static_cast<WORD>(LIBFLAG_FHIDDEN | LIBFLAG_FHASDISKIMAGE));
+    auto Register = [library](const Text& path) {
+        return RegisterTypeLib(library, const_cast<LPOLESTR>(path.c_str()), nullptr);
+    };
+    auto Unregister = [](LCID lcid = 0x407, SYSKIND syskind = SYS_WIN64) {
+        return UnRegisterTypeLib(kTestLibrary, 3, 12, lcid, syskind);
+    };
+    EXPECT_FALSE(Registered(3, 12, 0x407));
+    EXPECT_EQ(Unregister(), E_INVALIDARG); // nothing registered
+
+    ASSERT_EQ(Register(file), S_OK);
+    // The version in hexadecimal, the locale in hexadecimal, the platform.
+    const std::string version = kKey + "\\3.c", path = Narrow(file.c_str());
+    EXPECT_EQ(Value(version), "Platform test library");
+    EXPECT_EQ(Value(version + "\\407\\win64"), path);
+    // The flags in decimal. (Windows leaves LIBFLAG_FHASDISKIMAGE out, Wine keeps it.)
+    const std::string flags = Value(version + "\\FLAGS");
+    EXPECT_TRUE(flags == "4" || flags == "12") << flags;
+    EXPECT_EQ(Value(version + "\\HELPDIR"), path.substr(0, path.find_last_of("/\\")));
+    // The same major version with an equal or higher minor, in the same locale; nothing else.
+    EXPECT_TRUE(Registered(3, 12, 0x407) && Registered(3, 0, 0x407));
+    EXPECT_FALSE(Registered(3, 13, 0x407) || Registered(4, 0, 0x407) || Registered(3, 12, 0x409) ||
+                 Registered(3, 12, 0));
+    BSTR found = nullptr;
+    ASSERT_EQ(QueryPathOfRegTypeLib(kTestLibrary, 3, 5, 0x407, &found), S_OK);
+    EXPECT_EQ(Narrow(found), path);
+    SysFreeString(found);
+
+    // Unregistering takes only the platform and locale registered, and the library's key
+    // goes with its last version.
+    EXPECT_EQ(Unregister(0x407, SYS_WIN32), E_INVALIDARG);
+    EXPECT_EQ(Unregister(0x409), E_INVALIDARG);
+    EXPECT_EQ(Unregister(), S_OK);
+    EXPECT_FALSE(KeyExists(kKey));
+    EXPECT_FALSE(Registered(3, 12, 0x407));
+    // A library whose file is gone cannot be unregistered.
+    ASSERT_EQ(Register(file + OLESTR(".gone")), S_OK);
+    EXPECT_EQ(Unregister(), TYPE_E_INVALIDSTATE);
+    EXPECT_EQ(Value(version + "\\407\\win64"), path + ".gone");
+    library->Release();
+    RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kKey).c_str());
 }
 
 } // namespace

@@ -1,15 +1,11 @@
 // A small shared library for the platform tests: its DllMain records what it was told, and
-// its exports tell the tests what the library sees from inside. Built twice: once as is, and
+// its export tells the tests what the library sees from inside. Built twice: once as is, and
 // once (TESTMODULE_REFUSE_ATTACH) with a DllMain that refuses to attach.
 #include "testmodule.h"
 
 namespace {
 
-HMODULE g_Attached = nullptr;
-LONG g_Attaches = 0;
-LPVOID g_AttachReserved = nullptr;
-bool g_StaticsAtAttach = false;
-DetachWatch* g_Watch = nullptr;
+TestModuleState g_State = {};
 
 // A static object with a destructor, to tell whether DllMain detaches before the library's
 // static objects are destroyed.
@@ -22,33 +18,23 @@ struct Alive {
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved) {
     if (reason == DLL_PROCESS_ATTACH) {
-        g_Attached = module;
-        ++g_Attaches;
-        g_AttachReserved = reserved;
-        g_StaticsAtAttach = TestStaticsConstructed();
+        g_State.attached = module;
+        ++g_State.attaches;
+        g_State.attachReserved = reserved;
+        g_State.staticsAtAttach = TestStaticsConstructed();
 #ifdef TESTMODULE_REFUSE_ATTACH
         return FALSE;
 #endif
-    } else if (reason == DLL_PROCESS_DETACH && g_Watch) {
-        ++g_Watch->detaches;
-        g_Watch->reserved = reserved;
-        g_Watch->staticsAlive = g_Static.alive;
+    } else if (reason == DLL_PROCESS_DETACH && g_State.watch) {
+        ++g_State.watch->detaches;
+        g_State.watch->reserved = reserved;
+        g_State.watch->staticsAlive = g_Static.alive;
     }
     return TRUE;
 }
 
-extern "C" HMODULE TestModuleHandle() {
-    HMODULE module = nullptr;
+extern "C" TestModuleState* TestState() {
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<LPCWSTR>(&TestModuleHandle), &module);
-    return module;
+                       reinterpret_cast<LPCWSTR>(&TestState), &g_State.self);
+    return &g_State;
 }
-
-extern "C" HMODULE TestAttach(LONG* attaches, LPVOID* reserved, bool* staticsConstructed) {
-    *attaches = g_Attaches;
-    *reserved = g_AttachReserved;
-    *staticsConstructed = g_StaticsAtAttach;
-    return g_Attached;
-}
-
-extern "C" void TestWatchDetach(DetachWatch* watch) { g_Watch = watch; }

@@ -13,11 +13,14 @@ struct DetachWatch {
     bool staticsAlive; // whether the library's static objects still existed
 };
 
-// The exports, by name, and their types.
-// TestModuleHandle: the module that holds the library's code, asked from inside.
-typedef HMODULE (*TestModuleHandleFunction)();
-// TestAttach: the module DllMain got with DLL_PROCESS_ATTACH, how often, its reserved value,
-// and whether the library's static objects had all been constructed by then.
-typedef HMODULE (*TestAttachFunction)(LONG* attaches, LPVOID* reserved, bool* staticsConstructed);
-// TestWatchDetach: where DllMain reports DLL_PROCESS_DETACH.
-typedef void (*TestWatchDetachFunction)(DetachWatch* watch);
+struct TestModuleState {
+    HMODULE self;          // the module that holds the library's code, asked from inside
+    HMODULE attached;      // the module DllMain got with DLL_PROCESS_ATTACH,
+    LONG attaches;         // how often,
+    LPVOID attachReserved; // its reserved value,
+    bool staticsAtAttach;  // and whether the library's static objects had all been constructed
+    DetachWatch* watch;    // where DllMain reports DLL_PROCESS_DETACH
+};
+
+// The library's one export, TestState.
+typedef TestModuleState* (*TestStateFunction)();
