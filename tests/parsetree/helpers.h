@@ -16,18 +16,3 @@ int ParseInto(CParseTree& tree, const std::string& text);
 // prints "t.x" or "x", other nodes print "Name(left,right)" with "-" for a null link,
 // "[A:...]" for the attachment chain and "; ..." for the rest of a next-chain.
 std::string Shape(const CSQLNode* node);
-
-// Shape of the whole statement root.
-std::string RootShape(const std::string& text);
-
-// A Select node's slots: "top|distinct|list|tables|where|group|having|order|limit".
-std::string SelectSlots(const CSQLNode* select);
-
-// Shape of the WHERE condition of "SELECT * FROM t WHERE <condition>".
-std::string WhereShape(const std::string& condition);
-
-// Shape of the single select item of "SELECT <item> FROM t".
-std::string ItemShape(const std::string& item);
-
-// Shape of the table list of "SELECT * FROM <tables>".
-std::string FromShape(const std::string& tables);

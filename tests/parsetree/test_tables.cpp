@@ -1,6 +1,7 @@
-// The dense parse tables the driver runs over, checked entry by entry against bison's
-// compressed tables, and the driver's recorded trace checked against a plain LR run over
-// the compressed tables for accepted, malformed and too deep statements.
+// The numbering and names generated from the grammar and the dense parse tables the
+// driver runs over, checked entry by entry against bison's tables, and the driver's
+// recorded trace checked against a plain LR run over the compressed tables for accepted,
+// malformed and too deep statements.
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -15,6 +16,28 @@
 #include "scanner/symbols.h"
 
 namespace {
+
+// The numbering and names generated from sql.y must be bison's (whose counts sql.y checks
+// at compile time): every rule's left-hand symbol and length (bison keeps rule n at index
+// n + 1 and numbers nonterminals one above ours, after its $accept), every symbol name and
+// the translation of every token code.
+TEST(Grammar, GeneratedFactsMatchBisonsTables) {
+    const GrammarTables& g = GetGrammarTables();
+    for (int rule = 1; rule <= kRuleCount; ++rule) {
+        EXPECT_EQ(kRuleLeftSide[rule], g.r1[rule + 1] - 1) << "rule " << rule;
+        EXPECT_EQ(kRuleLength[rule], g.r2[rule + 1]) << "rule " << rule;
+    }
+    // Our own names for the end of input, undefined codes and codes beyond the last token.
+    EXPECT_STREQ(kSymbolNames[0], "$");
+    EXPECT_STREQ(kSymbolNames[1], g.names[1]);
+    EXPECT_STREQ(kSymbolNames[2], "$undefined.");
+    EXPECT_STREQ(kSymbolNames[kSymbolCount - 1], "");
+    for (int s = 3; s < kSymbolCount - 1; ++s)
+        EXPECT_STREQ(kSymbolNames[s], g.names[s < kFirstNonterminal ? s : s + 1]) << s;
+    for (int code = -1; code <= kLastTokenCode + 1; ++code)
+        EXPECT_EQ(SymbolOfTokenCode(code), code > kLastTokenCode ? kSymbolCount - 1 : g.translate[code < 0 ? 0 : code])
+            << code;
+}
 
 // bison's compressed rows unpacked by scattering the packed entries: every entry whose
 // check names the column belongs to the row whose base places it there; all other
