@@ -1,7 +1,8 @@
 // IDispatch served from the registered type library. Where a type-library loader exists
-// (Windows, Wine) the test registers the generated library and calls members by name, as
-// script clients do; natively the library registers but has no type information, so every
-// dispatch call fails with TYPE_E_CANTLOADLIBRARY while the vtable calls work.
+// (Windows, Wine) the test registers the generated library and checks the member ids and
+// names (the script clients under Wine walk whole statements by name, enumerators and the
+// default member included); natively the library registers but has no type information,
+// so every dispatch call fails with TYPE_E_CANTLOADLIBRARY while the vtable calls work.
 #include "common.h"
 
 #include <string>
@@ -64,13 +65,11 @@ HRESULT Get(IDispatch* object, DISPID id, WORD flags, VARIANT* result) {
     return object->Invoke(id, IID_NULL, 0, flags, &none, result, nullptr, nullptr);
 }
 
-TEST_F(Dispatch, MembersByNameDefaultMemberAndErrorsAsScriptClientsCallThem) {
+TEST_F(Dispatch, MemberIdsAndNames) {
     ASSERT_TRUE(m_WasRegistered || m_hrLoad == S_OK) << std::hex << m_hrLoad;
     Held<cColumnIdent> column;
     column->SetTableName("t");
     column->SetColumnName("qty");
-    Held<cGenericStack> stack;
-    ASSERT_EQ(stack->Append(column->Dispatch()), S_OK);
     IDispatch* dispatch = column->Dispatch();
     HRESULT hr = S_OK;
     const DISPID id = IdOf(dispatch, OLESTR("ColumnName"), &hr);
@@ -79,7 +78,6 @@ TEST_F(Dispatch, MembersByNameDefaultMemberAndErrorsAsScriptClientsCallThem) {
         // No type information: the dispatch side reports it, the interface side works.
         EXPECT_EQ(hr, TYPE_E_CANTLOADLIBRARY);
         EXPECT_EQ(Get(dispatch, 4, DISPATCH_PROPERTYGET, &v), TYPE_E_CANTLOADLIBRARY);
-        EXPECT_EQ(Get(stack->Dispatch(), DISPID_NEWENUM, DISPATCH_METHOD, &v), TYPE_E_CANTLOADLIBRARY);
         EXPECT_EQ(Text(column.p), "t.qty");
         return;
     }
@@ -95,36 +93,8 @@ TEST_F(Dispatch, MembersByNameDefaultMemberAndErrorsAsScriptClientsCallThem) {
     ASSERT_EQ(Get(dispatch, 1, DISPATCH_METHOD, &v), S_OK);
     EXPECT_EQ(Narrow(V_BSTR(&v)), "t.qty");
     VariantClear(&v);
-
-    // _NewEnum as JScript's Enumerator asks for it: a method call.
-    dispatch = stack->Dispatch();
-    ASSERT_EQ(Get(dispatch, DISPID_NEWENUM, DISPATCH_METHOD, &v), S_OK);
-    IEnumVARIANT* e = nullptr;
-    ASSERT_EQ(V_UNKNOWN(&v)->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&e)), S_OK);
-    VariantClear(&v);
-    EXPECT_EQ(e->Next(1, &v, nullptr), S_OK);
-    EXPECT_EQ(V_DISPATCH(&v), column->Dispatch());
-    VariantClear(&v);
-    e->Release();
-    // Item is the default member: Item(1) by DISPID_VALUE with one argument.
-    VARIANT index;
-    VariantInit(&index);
-    V_VT(&index) = VT_I4;
-    V_I4(&index) = 1;
-    DISPPARAMS args = {&index, nullptr, 1, 0};
-    ASSERT_EQ(dispatch->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_PROPERTYGET, &args, &v, nullptr, nullptr), S_OK);
-    EXPECT_EQ(V_DISPATCH(&v), column->Dispatch());
-    VariantClear(&v);
-    // Pop (DISPID 3) through dispatch on an empty stack carries the error as an exception.
-    ASSERT_EQ(Get(dispatch, 3, DISPATCH_METHOD, &v), S_OK);
-    VariantClear(&v);
-    EXCEPINFO exception = {};
-    DISPPARAMS none = {nullptr, nullptr, 0, 0};
-    EXPECT_EQ(dispatch->Invoke(3, IID_NULL, 0, DISPATCH_METHOD, &none, &v, &exception, nullptr), DISP_E_EXCEPTION);
-    EXPECT_EQ(Narrow(exception.bstrDescription), "Stack is empty");
-    SysFreeString(exception.bstrDescription);
-    SysFreeString(exception.bstrSource);
-    SysFreeString(exception.bstrHelpFile);
+    ASSERT_EQ(Get(dispatch, 2, DISPATCH_PROPERTYGET, &v), S_OK);
+    EXPECT_EQ(V_I4(&v), EXPRESSIONITEM_TYPE_COLUMNIDENT);
 }
 
 } // namespace

@@ -37,17 +37,16 @@ TEST_F(Items, EnumerationTexts) {
 }
 
 TEST_F(Items, NamesAreQuotedWhenTheyHoldOtherThanWordCharacters) {
-    const char* const tables[][3] = {{"orders", "o", "orders AS o"}, {"my table", "x y", "'my table' AS 'x y'"},
-                                     {"a.b", "", "'a.b'"},           {"it's", "", "it's"},
-                                     {"a\\b", "", "'a\\b'"},         {"", "z", " AS z"}};
+    // Plain and quoted names from parses show in the dumps of tests/sql.
+    const char* const tables[][3] = {
+        {"a.b", "", "'a.b'"}, {"it's", "", "it's"}, {"a\\b", "", "'a\\b'"}, {"", "z", " AS z"}};
     for (const auto& t : tables) {
         Held<cTableIdent> table;
         table->SetName(t[0]);
         table->SetAlias(t[1]);
         EXPECT_EQ(Text(table.p), t[2]) << t[0] << " / " << t[1];
     }
-    const char* const columns[][3] = {
-        {"", "", ""}, {"", "*", "*"}, {"dbo.t", "qty", "'dbo.t'.qty"}, {"t", "a/b", "t.'a/b'"}, {"t", "*", "t.*"}};
+    const char* const columns[][3] = {{"", "", ""}, {"", "*", "*"}, {"t", "a/b", "t.'a/b'"}, {"t", "*", "t.*"}};
     for (const auto& c : columns) {
         Held<cColumnIdent> column;
         column->SetTableName(c[0]);

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -16,20 +14,9 @@ namespace {
 using LiveCount = ObjectTest;
 
 // Lets n threads proceed only once all of them have arrived.
-class Gate {
-public:
-    explicit Gate(int n) : m_nWaiting(n) {}
-    void ArriveAndWait() {
-        std::unique_lock<std::mutex> lock(m_Lock);
-        if (--m_nWaiting == 0) m_Open.notify_all();
-        m_Open.wait(lock, [this] { return m_nWaiting == 0; });
-    }
-
-private:
-    std::mutex m_Lock;
-    std::condition_variable m_Open;
-    int m_nWaiting;
-};
+void ArriveAndWait(std::atomic<int>& arrived, int n) {
+    for (++arrived; arrived.load() < n;) std::this_thread::yield();
+}
 
 cColumnIdent* NewColumn() {
     cColumnIdent* column = nullptr;
@@ -62,15 +49,15 @@ TEST_F(LiveCount, MoreThreadsAtOnceThanSlots) {
     // Well beyond the slots: the threads without one count in the shared total. All hold
     // their object until every thread has counted.
     const int n = 100;
-    Gate made(n), counted(n);
+    std::atomic<int> made{0}, counted{0};
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < n; ++t) {
         threads.emplace_back([&] {
             cColumnIdent* column = NewColumn();
-            made.ArriveAndWait();
+            ArriveAndWait(made, n);
             if (CModule::LiveObjects() != n) ++wrong;
-            counted.ArriveAndWait();
+            ArriveAndWait(counted, n);
             column->Release();
         });
     }
