@@ -10,12 +10,6 @@ namespace {
 using Parser = ObjectTest;
 const HRESULT kException = DISP_E_EXCEPTION;
 
-std::string Narrow(BSTR text) {
-    std::string s;
-    for (UINT i = 0; i < SysStringLen(text); ++i) s += static_cast<char>(text[i] < 256 ? text[i] : '?');
-    return s;
-}
-
 // The thread's error object as "description|source|guid is null".
 std::string ErrorInfo() {
     IErrorInfo* info = nullptr;
@@ -25,7 +19,7 @@ std::string ErrorInfo() {
     info->GetDescription(&text);
     info->GetSource(&source);
     info->GetGUID(&guid);
-    std::string s = Narrow(text) + "|" + (source ? Narrow(source) : "<null>") + "|" +
+    std::string s = Narrow(text) + "|" + (source ? Narrow(source) : std::string("<null>")) + "|" +
                     (IsEqualGUID(guid, GUID_NULL) ? "null" : "guid");
     SysFreeString(text);
     SysFreeString(source);
@@ -45,20 +39,18 @@ void ExpectOnlyStatement(cParser* parser, STATEMENT_TYPE expected) {
     STATEMENT_TYPE type = static_cast<STATEMENT_TYPE>(-1);
     EXPECT_EQ(parser->get_StatementType(&type), S_OK);
     EXPECT_EQ(type, expected);
-    IDispatch* objects[7];
+    IDispatch* objects[7]; // by statement type, UPDATE (1) to SETOPERATIONS (7)
     for (auto& p : objects) p = reinterpret_cast<IDispatch*>(1);
-    EXPECT_EQ(parser->get_SelectStmt(reinterpret_cast<ISelectStmt**>(&objects[0])), S_OK);
-    EXPECT_EQ(parser->get_UpdateStmt(reinterpret_cast<IUpdateStmt**>(&objects[1])), S_OK);
-    EXPECT_EQ(parser->get_InsertStmt(reinterpret_cast<IInsertStmt**>(&objects[2])), S_OK);
-    EXPECT_EQ(parser->get_DeleteStmt(reinterpret_cast<IDeleteStmt**>(&objects[3])), S_OK);
-    EXPECT_EQ(parser->get_CreateTableStmt(reinterpret_cast<ICreateTableStmt**>(&objects[4])), S_OK);
-    EXPECT_EQ(parser->get_DropTableStmt(reinterpret_cast<IDropStmt**>(&objects[5])), S_OK);
-    EXPECT_EQ(parser->get_SetOperationsStmt(reinterpret_cast<ISetOperationsStmt**>(&objects[6])), S_OK);
-    const STATEMENT_TYPE owners[] = {STATEMENT_TYPE_SELECT, STATEMENT_TYPE_UPDATE, STATEMENT_TYPE_INSERT,
-                                     STATEMENT_TYPE_DELETE, STATEMENT_TYPE_CREATETABLE, STATEMENT_TYPE_DROPTABLE,
-                                     STATEMENT_TYPE_SETOPERATIONS};
+    EXPECT_EQ(parser->get_UpdateStmt(reinterpret_cast<IUpdateStmt**>(&objects[0])) |
+                  parser->get_SelectStmt(reinterpret_cast<ISelectStmt**>(&objects[1])) |
+                  parser->get_InsertStmt(reinterpret_cast<IInsertStmt**>(&objects[2])) |
+                  parser->get_DeleteStmt(reinterpret_cast<IDeleteStmt**>(&objects[3])) |
+                  parser->get_CreateTableStmt(reinterpret_cast<ICreateTableStmt**>(&objects[4])) |
+                  parser->get_DropTableStmt(reinterpret_cast<IDropStmt**>(&objects[5])) |
+                  parser->get_SetOperationsStmt(reinterpret_cast<ISetOperationsStmt**>(&objects[6])),
+              S_OK);
     for (int i = 0; i < 7; ++i) {
-        EXPECT_EQ(objects[i] != nullptr, owners[i] == expected) << "getter " << i << " after type " << expected;
+        EXPECT_EQ(objects[i] != nullptr, i + 1 == expected) << "getter of type " << i + 1 << " after type " << expected;
         if (objects[i]) objects[i]->Release();
     }
 }
@@ -95,12 +87,6 @@ TEST_F(Parser, HostReferencesOutliveFailedParsesAndTheParser) {
     LONG distinct = 0;
     EXPECT_EQ(s1->get_Distinct(&distinct), S_OK);
     EXPECT_EQ(distinct, -1);
-    IGenericStackList* list = nullptr;
-    ASSERT_EQ(s1->get_SelectExpressionList(&list), S_OK);
-    LONG count = 0;
-    EXPECT_EQ(list->get_Count(&count), S_OK);
-    EXPECT_EQ(count, 1);
-    list->Release();
     s1->Release();
 }
 
