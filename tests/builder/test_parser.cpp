@@ -1,13 +1,34 @@
 // The Parser object: what its getters hand out before and after parses, the error object
 // of a rejected statement, and deep input. What the statements contain is checked through
 // the tarvolin tool (tests/sql).
-#include "common.h"
+#include <gtest/gtest.h>
 
 #include <string>
 
+#include "builder/parser.h"
+#include "objectmodel/module.h"
+
 namespace {
 
-using Parser = ObjectTest;
+class Parser : public ::testing::Test {
+protected:
+    void TearDown() override { EXPECT_EQ(CModule::LiveObjects(), 0) << "objects leaked by this test"; }
+};
+
+std::string Narrow(BSTR text) {
+    std::string s;
+    for (UINT i = 0; i < SysStringLen(text); ++i) s += static_cast<char>(text[i] < 256 ? text[i] : '?');
+    return s;
+}
+
+HRESULT ParseText(IParser* parser, const std::string& sql) {
+    std::basic_string<OLECHAR> wide(sql.begin(), sql.end());
+    BSTR text = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
+    const HRESULT hr = parser->ParseSQL(text);
+    SysFreeString(text);
+    return hr;
+}
+
 const HRESULT kException = DISP_E_EXCEPTION;
 
 // The thread's error object as "description|source|guid is null".
