@@ -1,7 +1,10 @@
 // Lack of memory anywhere in a parse or build: ParseSQL answers E_OUTOFMEMORY, leaves the
 // parser empty and leaks nothing. Every allocation through operator new is failed in turn,
 // from the first one on, until the statement parses.
-#include "common.h"
+#include <gtest/gtest.h>
+
+#include "builder/parser.h"
+#include "objectmodel/module.h"
 #include "objectmodel/objectpool.h"
 
 #include <atomic>
@@ -50,9 +53,7 @@ void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); 
 
 namespace {
 
-using OutOfMemory = ObjectTest;
-
-TEST_F(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
+TEST(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
     const char* const statements[] = {
         "SELECT TOP 5 a, b + 1 AS c, COUNT(DISTINCT d) FROM t x JOIN u ON x.k = u.k LEFT JOIN v USING (k, l) "
         "WHERE a IN (1, 2) AND b BETWEEN 1 AND 2 OR CASE WHEN a = 1 THEN 2 ELSE 3 END = 2 "

@@ -1,6 +1,9 @@
 // Collections and GenericStack as a host sees them: exact HRESULTs, reference counts,
-// enumerators at the ends, Push/Pop/Peek order and copies, the empty-stack error.
+// enumerators at the ends, Push/Pop/Peek order and copies, the empty-stack error. And the
+// element store under them: order and addressing across its growth steps, use as a
+// queue, and release of the elements it owns.
 #include "common.h"
+#include "objectmodel/variantvector.h"
 
 namespace {
 
@@ -86,59 +89,40 @@ TEST_F(Collections, EnumeratorNextSkipResetCloneAndLifetime) {
     EXPECT_EQ(RefCount(a->Dispatch()), 1u); // the list is gone with its last enumerator
 }
 
-TEST_F(Collections, StackOrderAndCopies) {
+TEST_F(Collections, StackOrderCopiesAndTheEmptyStackError) {
     Held<cGenericStack> stack;
-    Held<cLiteralValue> a, b;
-    EXPECT_EQ(stack->Push(Make(VT_DISPATCH, a->Dispatch())), S_OK);
-    EXPECT_EQ(stack->Push(Make(VT_DISPATCH, b->Dispatch())), S_OK);
+    Held<cLiteralValue> a;
+    VARIANT s = Make(VT_BSTR, nullptr, OLESTR("col")), empty = Make(VT_EMPTY);
+    for (const VARIANT& v : {Make(VT_DISPATCH, a->Dispatch()), s, empty}) EXPECT_EQ(stack->Push(v), S_OK);
     EXPECT_EQ(RefCount(a->Dispatch()), 2u);
-    VARIANT out;
-    VariantInit(&out);
-    EXPECT_EQ(stack->Peek(&out), S_OK);
-    EXPECT_EQ(V_DISPATCH(&out), a->Dispatch()); // the earliest pushed comes first
-    VariantClear(&out);
-    EXPECT_EQ(stack->Pop(&out), S_OK);
-    EXPECT_EQ(V_DISPATCH(&out), a->Dispatch());
-    VariantClear(&out);
+    // The earliest pushed comes first; Peek leaves it, Pop takes it and Count drops.
+    VARIANT p1, p2;
+    EXPECT_EQ(stack->Peek(&p1), S_OK);
+    EXPECT_EQ(stack->Pop(&p2), S_OK);
+    EXPECT_EQ(V_DISPATCH(&p1), a->Dispatch());
+    EXPECT_EQ(V_DISPATCH(&p2), a->Dispatch());
+    VariantClear(&p1);
+    VariantClear(&p2);
     EXPECT_EQ(RefCount(a->Dispatch()), 1u);
     LONG count = 0;
     stack->get_Count(&count);
-    EXPECT_EQ(count, 1);
-    stack->get_Item(1, &out);
-    EXPECT_EQ(V_DISPATCH(&out), b->Dispatch());
-    VariantClear(&out);
-
+    EXPECT_EQ(count, 2);
     // Strings are copied on the way in and on the way out; empty elements stay empty.
-    VARIANT s = Make(VT_BSTR, nullptr, OLESTR("col"));
-    stack->Push(s);
-    VARIANT empty;
-    VariantInit(&empty);
-    stack->Push(empty);
-    VARIANT p1, p2;
-    stack->Pop(&p1); // b
-    VariantClear(&p1);
     stack->Peek(&p1);
     stack->Pop(&p2);
     EXPECT_EQ(V_VT(&p1), VT_BSTR);
     EXPECT_NE(V_BSTR(&p1), V_BSTR(&s));
     EXPECT_NE(V_BSTR(&p1), V_BSTR(&p2));
     EXPECT_EQ(Narrow(V_BSTR(&p2)), "col");
-    VariantClear(&p1);
-    VariantClear(&p2);
-    VariantClear(&s);
+    for (VARIANT* v : {&p1, &p2, &s}) VariantClear(v);
     EXPECT_EQ(stack->Pop(&p1), S_OK);
     EXPECT_EQ(V_VT(&p1), VT_EMPTY);
-}
-
-TEST_F(Collections, PopAndPeekOnAnEmptyStackReportAnError) {
-    Held<cGenericStack> stack;
+    // Pop and Peek on the empty stack fail with an error object and leave out untouched.
     for (auto call : {&cGenericStack::Pop, &cGenericStack::Peek}) {
         SetErrorInfo(0, nullptr);
-        VARIANT out;
-        VariantInit(&out);
-        V_VT(&out) = VT_I4;
+        VARIANT out = Make(VT_I4);
         EXPECT_EQ((stack.p->*call)(&out), DISP_E_EXCEPTION);
-        EXPECT_EQ(V_VT(&out), VT_I4); // untouched
+        EXPECT_EQ(V_VT(&out), VT_I4);
         IErrorInfo* info = nullptr;
         ASSERT_EQ(GetErrorInfo(0, &info), S_OK);
         BSTR description = nullptr, source = nullptr;
@@ -150,29 +134,24 @@ TEST_F(Collections, PopAndPeekOnAnEmptyStackReportAnError) {
         EXPECT_EQ(source, nullptr);
         EXPECT_TRUE(IsEqualGUID(guid, GUID_NULL));
         SysFreeString(description);
-        SysFreeString(source);
         info->Release();
     }
 }
 
 TEST_F(Collections, InterfacesAndErrorInfoSupport) {
     Held<cUpdateItemList> list;
+    Held<cColumnIdent> c;
+    // Only an object's own interface supports error information; others give S_FALSE.
     EXPECT_EQ(list->InterfaceSupportsErrorInfo(IID_IUpdateItemList), S_OK);
-    EXPECT_EQ(list->InterfaceSupportsErrorInfo(IID_IGenericStack), S_FALSE);
-    EXPECT_EQ(list->InterfaceSupportsErrorInfo(IID_IDispatch), S_FALSE);
+    EXPECT_EQ(c->InterfaceSupportsErrorInfo(IID_IColumnIdent), S_OK);
+    for (const IID* other : {&IID_IGenericStack, &IID_IDispatch, &IID_IExpressionItem})
+        EXPECT_EQ(list->InterfaceSupportsErrorInfo(*other) + c->InterfaceSupportsErrorInfo(*other), 2 * S_FALSE);
     void* p = reinterpret_cast<void*>(1);
     EXPECT_EQ(list->QueryInterface(IID_IGenericStack, &p), E_NOINTERFACE);
     EXPECT_EQ(p, nullptr);
     EXPECT_EQ(list->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
-    UINT n = 0;
-    EXPECT_EQ(list->GetTypeInfoCount(&n), S_OK);
-    EXPECT_EQ(n, 1u);
     // An item: its own interface, IExpressionItem, IDispatch and IUnknown are one pointer.
-    Held<cColumnIdent> c;
-    EXPECT_EQ(c->InterfaceSupportsErrorInfo(IID_IColumnIdent), S_OK);
-    EXPECT_EQ(c->InterfaceSupportsErrorInfo(IID_IExpressionItem), S_FALSE);
-    const IID* same[] = {&IID_IColumnIdent, &IID_IExpressionItem, &IID_IDispatch, &IID_IUnknown};
-    for (const IID* iid : same) {
+    for (const IID* iid : {&IID_IColumnIdent, &IID_IExpressionItem, &IID_IDispatch, &IID_IUnknown}) {
         ASSERT_EQ(c->QueryInterface(*iid, &p), S_OK);
         EXPECT_EQ(p, static_cast<void*>(static_cast<IColumnIdent*>(c.p)));
         EXPECT_EQ(RefCount(c->Dispatch()), 2u);
@@ -184,6 +163,88 @@ TEST_F(Collections, InterfacesAndErrorInfoSupport) {
     support->Release();
     EXPECT_EQ(c->QueryInterface(IID_ITableIdent, &p), E_NOINTERFACE);
     EXPECT_EQ(c->get_TableName(nullptr), E_POINTER);
+}
+
+using VariantVector = ObjectTest;
+
+HRESULT AppendInt(CVariantVector& store, LONG value) {
+    VARIANT v;
+    VariantInit(&v);
+    V_VT(&v) = VT_I4;
+    V_I4(&v) = value;
+    return store.AppendOwned(v);
+}
+
+// Every element of the store, from the first, holds first, first + 1, ...
+::testing::AssertionResult HoldsSequence(const CVariantVector& store, LONG first, size_t size) {
+    if (store.Size() != size) return ::testing::AssertionFailure() << "size " << store.Size() << ", not " << size;
+    for (size_t i = 0; i < size; ++i) {
+        const VARIANT& v = store.At(i);
+        if (V_VT(&v) != VT_I4 || V_I4(&v) != first + static_cast<LONG>(i))
+            return ::testing::AssertionFailure() << "element " << i << " is " << V_I4(&v);
+    }
+    return ::testing::AssertionSuccess();
+}
+
+TEST_F(VariantVector, ElementsStayInPlaceAcrossGrowthAndAsAQueue) {
+    CVariantVector grown, store;
+    EXPECT_TRUE(grown.Empty());
+    // The storage grows at 8, 16, 32, ... elements: check on both sides of some steps.
+    for (LONG i = 0; i < 5000; ++i) {
+        ASSERT_EQ(AppendInt(grown, i), S_OK);
+        if (i < 70 || i == 4096) {
+            ASSERT_TRUE(HoldsSequence(grown, 0, static_cast<size_t>(i) + 1));
+        }
+    }
+    EXPECT_TRUE(HoldsSequence(grown, 0, 5000));
+    // Used as a queue of about 100 elements for many rounds: the dead prefix is given
+    // back by moving the live elements forward, so the storage does not keep growing.
+    LONG next = 0, first = 0;
+    for (int round = 0; round < 2000; ++round) {
+        for (int k = 0; k < 7; ++k) ASSERT_EQ(AppendInt(store, next++), S_OK);
+        while (store.Size() > 100) {
+            store.RemoveFront();
+            ++first;
+        }
+        if (round % 97 == 0) {
+            ASSERT_TRUE(HoldsSequence(store, first, store.Size()));
+        }
+    }
+    EXPECT_TRUE(HoldsSequence(store, first, 100));
+    EXPECT_LE(store.Capacity(), 512u); // not the 14000 appended
+    while (!store.Empty()) store.RemoveFront();
+    store.RemoveFront(); // nothing to remove
+    EXPECT_EQ(store.Size(), 0u);
+    for (LONG i = 0; i < 30; ++i) ASSERT_EQ(AppendInt(store, i), S_OK);
+    EXPECT_TRUE(HoldsSequence(store, 0, 30));
+}
+
+TEST_F(VariantVector, OwnedElementsAreReleasedWhicheverWayTheyLeave) {
+    {
+        CVariantVector store;
+        for (int i = 0; i < 40; ++i) {
+            Held<cLiteralValue> item;
+            ASSERT_EQ(store.AppendDispatch(item->Dispatch()), S_OK);
+            VARIANT text;
+            VariantInit(&text);
+            V_VT(&text) = VT_BSTR;
+            V_BSTR(&text) = SysAllocString(OLESTR("owned"));
+            ASSERT_EQ(store.AppendOwned(text), S_OK);
+            EXPECT_EQ(V_VT(&text), VT_EMPTY); // the store took it
+        }
+        EXPECT_EQ(CModule::LiveObjects(), 40);
+        for (int i = 0; i < 10; ++i) store.RemoveFront(); // five items and five strings
+        EXPECT_EQ(CModule::LiveObjects(), 35);
+        EXPECT_EQ(V_VT(&store.At(0)), VT_DISPATCH);
+        store.Clear();
+        EXPECT_EQ(CModule::LiveObjects(), 0);
+        for (int i = 0; i < 20; ++i) {
+            Held<cNullExpression> item;
+            ASSERT_EQ(store.AppendDispatch(item->Dispatch()), S_OK);
+        }
+        EXPECT_EQ(CModule::LiveObjects(), 20);
+    } // the destructor releases the rest
+    EXPECT_EQ(CModule::LiveObjects(), 0);
 }
 
 } // namespace

@@ -1,7 +1,8 @@
 // IDispatch served from the registered type library. Where a type-library loader exists
-// (Windows, Wine) the test registers the generated library and calls members by name, as
-// script clients do; natively the library registers but has no type information, so every
-// dispatch call fails with TYPE_E_CANTLOADLIBRARY while the vtable calls work.
+// (Windows, Wine) the test registers the generated library and checks the member ids and
+// names (the script clients under Wine walk whole statements by name, enumerators and the
+// default member included); natively the library registers but has no type information,
+// so every dispatch call fails with TYPE_E_CANTLOADLIBRARY while the vtable calls work.
 #include "common.h"
 
 #include <string>
@@ -64,22 +65,20 @@ HRESULT Get(IDispatch* object, DISPID id, WORD flags, VARIANT* result) {
     return object->Invoke(id, IID_NULL, 0, flags, &none, result, nullptr, nullptr);
 }
 
-TEST_F(Dispatch, PropertiesByNameAsScriptClientsCallThem) {
+TEST_F(Dispatch, MemberIdsAndNames) {
+    ASSERT_TRUE(m_WasRegistered || m_hrLoad == S_OK) << std::hex << m_hrLoad;
     Held<cColumnIdent> column;
     column->SetTableName("t");
     column->SetColumnName("qty");
     IDispatch* dispatch = column->Dispatch();
     HRESULT hr = S_OK;
     const DISPID id = IdOf(dispatch, OLESTR("ColumnName"), &hr);
-    ASSERT_TRUE(m_WasRegistered || m_hrLoad == S_OK) << std::hex << m_hrLoad;
+    VARIANT v;
     if (m_hrDispatch == TYPE_E_CANTLOADLIBRARY) {
         // No type information: the dispatch side reports it, the interface side works.
         EXPECT_EQ(hr, TYPE_E_CANTLOADLIBRARY);
-        VARIANT v;
         EXPECT_EQ(Get(dispatch, 4, DISPATCH_PROPERTYGET, &v), TYPE_E_CANTLOADLIBRARY);
-        BSTR name = nullptr;
-        EXPECT_EQ(column->get_ColumnName(&name), S_OK);
-        SysFreeString(name);
+        EXPECT_EQ(Text(column.p), "t.qty");
         return;
     }
     ASSERT_EQ(hr, S_OK);
@@ -87,10 +86,7 @@ TEST_F(Dispatch, PropertiesByNameAsScriptClientsCallThem) {
     EXPECT_EQ(IdOf(dispatch, OLESTR("AsString"), &hr), 1); // inherited from IExpressionItem
     IdOf(dispatch, OLESTR("NoSuchMember"), &hr);
     EXPECT_EQ(hr, DISP_E_UNKNOWNNAME);
-
-    VARIANT v;
     ASSERT_EQ(Get(dispatch, id, DISPATCH_PROPERTYGET, &v), S_OK);
-    ASSERT_EQ(V_VT(&v), VT_BSTR);
     EXPECT_EQ(Narrow(V_BSTR(&v)), "qty");
     VariantClear(&v);
     // A property read whose value is used as a method call (as JScript makes it).
@@ -99,56 +95,6 @@ TEST_F(Dispatch, PropertiesByNameAsScriptClientsCallThem) {
     VariantClear(&v);
     ASSERT_EQ(Get(dispatch, 2, DISPATCH_PROPERTYGET, &v), S_OK);
     EXPECT_EQ(V_I4(&v), EXPRESSIONITEM_TYPE_COLUMNIDENT);
-}
-
-TEST_F(Dispatch, EnumerationAndDefaultMemberOfAStack) {
-    Held<cGenericStack> stack;
-    Held<cNullExpression> item;
-    ASSERT_EQ(stack->Append(item->Dispatch()), S_OK);
-    IDispatch* dispatch = stack->Dispatch();
-    VARIANT v;
-    if (m_hrDispatch == TYPE_E_CANTLOADLIBRARY) {
-        EXPECT_EQ(Get(dispatch, DISPID_NEWENUM, DISPATCH_METHOD, &v), TYPE_E_CANTLOADLIBRARY);
-        return;
-    }
-    // _NewEnum as JScript's Enumerator asks for it: a method call.
-    ASSERT_EQ(Get(dispatch, DISPID_NEWENUM, DISPATCH_METHOD, &v), S_OK);
-    ASSERT_TRUE(V_VT(&v) == VT_UNKNOWN || V_VT(&v) == VT_DISPATCH);
-    IEnumVARIANT* e = nullptr;
-    ASSERT_EQ(V_UNKNOWN(&v)->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&e)), S_OK);
-    VariantClear(&v);
-    VARIANT element;
-    VariantInit(&element);
-    EXPECT_EQ(e->Next(1, &element, nullptr), S_OK);
-    EXPECT_EQ(V_DISPATCH(&element), item->Dispatch());
-    VariantClear(&element);
-    e->Release();
-
-    // Item is the default member: Item(1) by DISPID_VALUE with one argument.
-    VARIANT index;
-    VariantInit(&index);
-    V_VT(&index) = VT_I4;
-    V_I4(&index) = 1;
-    DISPPARAMS args = {&index, nullptr, 1, 0};
-    VariantInit(&v);
-    ASSERT_EQ(dispatch->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_PROPERTYGET, &args, &v, nullptr, nullptr), S_OK);
-    EXPECT_EQ(V_DISPATCH(&v), item->Dispatch());
-    VariantClear(&v);
-    // Pop through dispatch on an empty stack carries the error as an exception.
-    dispatch->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_PROPERTYGET, &args, &v, nullptr, nullptr);
-    VariantClear(&v);
-    VARIANT popped;
-    ASSERT_EQ(Get(dispatch, 3, DISPATCH_METHOD, &popped), S_OK);
-    VariantClear(&popped);
-    EXCEPINFO exception = {};
-    DISPPARAMS none = {nullptr, nullptr, 0, 0};
-    VariantInit(&popped);
-    EXPECT_EQ(dispatch->Invoke(3, IID_NULL, 0, DISPATCH_METHOD, &none, &popped, &exception, nullptr),
-              DISP_E_EXCEPTION);
-    EXPECT_EQ(Narrow(exception.bstrDescription), "Stack is empty");
-    SysFreeString(exception.bstrDescription);
-    SysFreeString(exception.bstrSource);
-    SysFreeString(exception.bstrHelpFile);
 }
 
 } // namespace

@@ -1,33 +1,16 @@
-// Shared helpers of the parser tests: token streams, parses and compact tree shapes.
+// Shared helper of the parser tests.
 #pragma once
 
+#include <sstream>
 #include <string>
 
 #include "parsetree/parsetree.h"
 
-// The token stream of text as "SYMBOL" or "SYMBOL 'text'" joined by " | ", followed by
-// " || echo: <bytes>" when the scanner echoed uncovered bytes.
-std::string Tokens(const std::string& text);
-
 // Parses narrow text into tree; the echo is swallowed.
-int ParseInto(CParseTree& tree, const std::string& text);
-
-// The tree below node as a compact expression: leaves print their token text, a column
-// prints "t.x" or "x", other nodes print "Name(left,right)" with "-" for a null link,
-// "[A:...]" for the attachment chain and "; ..." for the rest of a next-chain.
-std::string Shape(const CSQLNode* node);
-
-// Shape of the whole statement root.
-std::string RootShape(const std::string& text);
-
-// A Select node's slots: "top|distinct|list|tables|where|group|having|order|limit".
-std::string SelectSlots(const CSQLNode* select);
-
-// Shape of the WHERE condition of "SELECT * FROM t WHERE <condition>".
-std::string WhereShape(const std::string& condition);
-
-// Shape of the single select item of "SELECT <item> FROM t".
-std::string ItemShape(const std::string& item);
-
-// Shape of the table list of "SELECT * FROM <tables>".
-std::string FromShape(const std::string& tables);
+inline int ParseInto(CParseTree& tree, const std::string& text) {
+    std::ostringstream echo;
+    tree.SetEchoStream(&echo);
+    const int result = tree.ParseNarrow(text.data(), text.size());
+    tree.SetEchoStream(nullptr);
+    return result;
+}

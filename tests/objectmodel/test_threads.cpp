@@ -1,0 +1,136 @@
+// Per-thread state. The module's live-object count: exact whichever threads create and
+// release the objects, when threads end holding none or some, and when more threads run
+// at once than the count has slots for. The object pool: a freed block serves the next
+// request of its size class only, live blocks are never handed out twice, and objects may
+// be released on another thread (the sanitizer build checks that nothing leaks or is
+// freed twice).
+#include <atomic>
+#include <cstring>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "common.h"
+#include "objectmodel/objectpool.h"
+
+namespace {
+
+using LiveCount = ObjectTest;
+
+// Lets n threads proceed only once all of them have arrived.
+void ArriveAndWait(std::atomic<int>& arrived, int n) {
+    for (++arrived; arrived.load() < n;) std::this_thread::yield();
+}
+
+cColumnIdent* NewColumn() {
+    cColumnIdent* column = nullptr;
+    EXPECT_EQ(cColumnIdent::CreateInstance(&column), S_OK);
+    column->AddRef();
+    return column;
+}
+
+TEST_F(LiveCount, ObjectsMadeOnEndedThreadsStayCounted) {
+    // Each thread makes three objects and releases one; the other two outlive it.
+    std::vector<cColumnIdent*> kept(8 * 2);
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < 8; ++t) {
+        threads.emplace_back([&kept, t] {
+            kept[2 * t] = NewColumn();
+            kept[2 * t + 1] = NewColumn();
+            NewColumn()->Release();
+        });
+    }
+    for (auto& th : threads) th.join();
+    EXPECT_EQ(CModule::LiveObjects(), 16);
+
+    // Released on this thread, whose own count goes below zero meanwhile.
+    for (cColumnIdent* c : kept) c->Release();
+    EXPECT_EQ(CModule::LiveObjects(), 0);
+    EXPECT_EQ(CModule::LockCount(), 0);
+}
+
+TEST_F(LiveCount, MoreThreadsAtOnceThanSlots) {
+    // Well beyond the slots: the threads without one count in the shared total. All hold
+    // their object until every thread has counted.
+    const int n = 100;
+    std::atomic<int> made{0}, counted{0};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < n; ++t) {
+        threads.emplace_back([&] {
+            cColumnIdent* column = NewColumn();
+            ArriveAndWait(made, n);
+            if (CModule::LiveObjects() != n) ++wrong;
+            ArriveAndWait(counted, n);
+            column->Release();
+        });
+    }
+    for (auto& th : threads) th.join();
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_EQ(CModule::LiveObjects(), 0);
+}
+
+TEST_F(LiveCount, SlotsOfEndedThreadsAreTakenAgain) {
+    for (int round = 0; round < 300; ++round) {
+        std::thread([] { NewColumn()->Release(); }).join();
+        ASSERT_EQ(CModule::LiveObjects(), 0) << "round " << round;
+    }
+}
+
+class ObjectPoolTest : public ObjectTest {
+protected:
+    void SetUp() override { ObjectPool::ReleaseThreadBlocks(); }
+    void TearDown() override {
+        ObjectPool::ReleaseThreadBlocks();
+        ObjectTest::TearDown();
+    }
+};
+
+TEST_F(ObjectPoolTest, AFreedBlockServesTheNextRequestOfItsSizeClassOnly) {
+    void* a = ObjectPool::Allocate(17);
+    ASSERT_NE(a, nullptr);
+    ObjectPool::Free(a, 17);
+    void* other = ObjectPool::Allocate(33); // the next class
+    EXPECT_NE(other, a);
+    void* same = ObjectPool::Allocate(32); // 17 to 32 bytes share a class
+    EXPECT_EQ(same, a);
+    std::memset(same, 0xAB, 32);
+    ObjectPool::Free(same, 32);
+    ObjectPool::Free(other, 33);
+    for (size_t size : {size_t(0), ObjectPool::kLargestPooled, ObjectPool::kLargestPooled + 1}) {
+        void* p = ObjectPool::Allocate(size);
+        ASSERT_NE(p, nullptr) << size;
+        std::memset(p, 0, size);
+        ObjectPool::Free(p, size);
+    }
+    ObjectPool::Free(nullptr, 64);
+}
+
+TEST_F(ObjectPoolTest, LiveBlocksAreNeverHandedOutTwice) {
+    const size_t size = 64, n = ObjectPool::kKeptBytesPerClass / size + 100;
+    std::vector<void*> blocks;
+    std::set<void*> distinct;
+    for (int round = 0; round < 2; ++round) { // the second round takes blocks from the pool
+        for (size_t i = 0; i < n; ++i) {
+            blocks.push_back(ObjectPool::Allocate(size));
+            distinct.insert(blocks.back());
+        }
+        EXPECT_EQ(distinct.size(), n) << round;
+        for (void* b : blocks) ObjectPool::Free(b, size);
+        blocks.clear();
+        distinct.clear();
+    }
+}
+
+TEST_F(ObjectPoolTest, ObjectsMayBeReleasedOnAnotherThread) {
+    cGenericStack* stack = nullptr;
+    ASSERT_EQ(cGenericStack::CreateInstance(&stack), S_OK);
+    stack->AddRef();
+    Held<cColumnIdent> column;
+    ASSERT_EQ(stack->Append(column->Dispatch()), S_OK);
+    std::thread([&] { stack->Release(); }).join();
+    EXPECT_EQ(CModule::LiveObjects(), 1); // the column, still held here
+    EXPECT_EQ(RefCount(column->Dispatch()), 1u);
+}
+
+} // namespace
