@@ -157,20 +157,6 @@ bool Registered(WORD major, WORD minor, LCID lcid) {
     return hr != TYPE_E_LIBNOTREGISTERED;
 }
 
-TEST(TypeLibraries, AttributesAndWhatIsNoLibrary) {
-    TLIBATTR attr = {};
-    const Text tlb = PlatformPath(TEST_TLB_PATH);
-    ASSERT_EQ(Load(tlb, &attr), S_OK);
-    EXPECT_TRUE(IsEqualGUID(attr.guid, LIBID_TARVOLINLib));
-    EXPECT_EQ(attr.syskind, SYS_WIN64);
-    EXPECT_EQ(attr.lcid, 0u); // no lcid attribute
-    EXPECT_EQ(attr.wLibFlags, static_cast<WORD>(LIBFLAG_FHASDISKIMAGE));
-    // A missing file, a registry script, a directory.
-    for (const Text& none : {tlb + OLESTR(".missing"), PlatformPath(TEST_MODULE_RGS_PATH),
-                             tlb.substr(0, tlb.find_last_of(OLESTR("/\\")))})
-        EXPECT_EQ(Load(none, &attr), TYPE_E_CANTLOADLIBRARY) << Narrow(none.c_str());
-}
-
 TEST(TypeLibraries, RegistrationKeysAndTheirRemoval) {
     RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kKey).c_str());
     const Text file = PlatformPath(TEST_PLATFORM_TLB_PATH);
@@ -181,6 +167,10 @@ TEST(TypeLibraries, RegistrationKeysAndTheirRemoval) {
     EXPECT_EQ(attr.wMajorVerNum * 100 + attr.wMinorVerNum, 312);
     EXPECT_EQ(attr.lcid, 0x407u);
     EXPECT_EQ(attr.wLibFlags, static_cast<WORD>(LIBFLAG_FHIDDEN | LIBFLAG_FHASDISKIMAGE));
+    // A missing file, a registry script, a directory.
+    for (const Text& none : {file + OLESTR(".missing"), PlatformPath(TEST_MODULE_RGS_PATH),
+                             file.substr(0, file.find_last_of(OLESTR("/\\")))})
+        EXPECT_EQ(Load(none, &attr), TYPE_E_CANTLOADLIBRARY) << Narrow(none.c_str());
     auto Register = [library](const Text& path) {
         return RegisterTypeLib(library, const_cast<LPOLESTR>(path.c_str()), nullptr);
     };
