@@ -152,13 +152,4 @@ TEST(Deep, HundredThousandValueInListShareTheTestedColumn) {
     EXPECT_EQ(tree.Nodes().GetSize(), 0u);
 }
 
-TEST(Deep, MegabyteStatementAndRepeatedParses) {
-    const std::string text = "SELECT a FROM t WHERE s = '" + std::string(1 << 20, 'x') + "' AND b IN (1, 2)";
-    CParseTree tree;
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(ParseInto(tree, text), 0);
-        EXPECT_EQ(tree.Tokens().GetAt(3)->Text().size(), size_t(1) << 20);
-    }
-}
-
 } // namespace
