@@ -57,11 +57,9 @@ bool SameAsOracle(const std::string& text) {
     const OracleScan expected = OracleScanText(text);
     const OracleScan actual = ScanText(text);
     if (expected.trace == actual.trace && expected.echo == actual.echo && expected.error == actual.error) return true;
-    ADD_FAILURE() << "input: \"" << Escaped(text) << "\"\n"
-                  << "oracle: " << Escaped(expected.trace) << " || echo: " << Escaped(expected.echo)
-                  << " || error: " << expected.error << "\n"
-                  << "scanner: " << Escaped(actual.trace) << " || echo: " << Escaped(actual.echo)
-                  << " || error: " << actual.error;
+    ADD_FAILURE() << "input: \"" << Escaped(text) << "\"\noracle: " << Escaped(expected.trace + " || " + expected.echo)
+                  << " || " << expected.error << "\nscanner: " << Escaped(actual.trace + " || " + actual.echo) << " || "
+                  << actual.error;
     return false;
 }
 
