@@ -126,24 +126,13 @@ TEST_F(Parser, OperandsSharedInTheTreeBecomeSeparateItems) {
     parser->Release();
 }
 
-// The key of the Parser class, and whether its ProgID is registered.
-std::basic_string<OLECHAR> ClassKey() {
-    OLECHAR guid[40];
-    StringFromGUID2(CLSID_Parser, guid, 40);
-    return OLESTR("CLSID\\") + std::basic_string<OLECHAR>(guid);
-}
-
-bool ProgIdRegistered() {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, (ClassKey() + OLESTR("\\ProgID")).c_str(), 0, KEY_READ, &key)) return false;
-    RegCloseKey(key);
-    return true;
-}
-
 TEST_F(Parser, RejectedStatementsSetTheErrorObject) {
     // The source is the class's ProgID when it is registered (tests/component checks that
     // case), else none; a registration made outside this test is left as it is.
-    const std::string source = ProgIdRegistered() ? "|Tarvolin.Parser.1|null" : "|<null>|null";
+    LPOLESTR progId = nullptr;
+    const bool registered = SUCCEEDED(ProgIDFromCLSID(CLSID_Parser, &progId));
+    CoTaskMemFree(progId);
+    const std::string source = registered ? "|Tarvolin.Parser.1|null" : "|<null>|null";
     cParser* parser = NewParser();
     SetErrorInfo(0, nullptr);
     EXPECT_EQ(parser->ParseSQL(nullptr), DISP_E_EXCEPTION);
