@@ -29,8 +29,6 @@ HRESULT ParseText(IParser* parser, const std::string& sql) {
     return hr;
 }
 
-const HRESULT kException = DISP_E_EXCEPTION;
-
 // The thread's error object as "description|source|guid is null".
 std::string ErrorInfo() {
     IErrorInfo* info = nullptr;
@@ -87,7 +85,7 @@ TEST_F(Parser, EachStatementTypeFillsItsOwnGetterOnly) {
                  {"CREATE TABLE t (a INTEGER)", STATEMENT_TYPE_CREATETABLE}, {"DROP TABLE t", STATEMENT_TYPE_DROPTABLE},
                  {"t UNION t", STATEMENT_TYPE_SETOPERATIONS},          {"SELECT a b FROM t", STATEMENT_TYPE_UNKNOWN}};
     for (const auto& c : cases) {
-        EXPECT_EQ(ParseText(parser, c.sql), c.type == STATEMENT_TYPE_UNKNOWN ? kException : S_OK) << c.sql;
+        EXPECT_EQ(ParseText(parser, c.sql), c.type == STATEMENT_TYPE_UNKNOWN ? DISP_E_EXCEPTION : S_OK) << c.sql;
         ExpectOnlyStatement(parser, c.type);
     }
     parser->Release();
@@ -103,7 +101,7 @@ TEST_F(Parser, HostReferencesOutliveFailedParsesAndTheParser) {
     ASSERT_NE(s1, nullptr);
     EXPECT_EQ(s1, s2); // the same object, one more reference each time
     s2->Release();
-    EXPECT_EQ(ParseText(parser, "SELECT"), kException);
+    EXPECT_EQ(ParseText(parser, "SELECT"), DISP_E_EXCEPTION);
     parser->Release();
     LONG distinct = 0;
     EXPECT_EQ(s1->get_Distinct(&distinct), S_OK);
@@ -128,31 +126,20 @@ TEST_F(Parser, OperandsSharedInTheTreeBecomeSeparateItems) {
     parser->Release();
 }
 
-// The key of the Parser class, and whether its ProgID is registered.
-std::basic_string<OLECHAR> ClassKey() {
-    OLECHAR guid[40];
-    StringFromGUID2(CLSID_Parser, guid, 40);
-    return OLESTR("CLSID\\") + std::basic_string<OLECHAR>(guid);
-}
-
-bool ProgIdRegistered() {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, (ClassKey() + OLESTR("\\ProgID")).c_str(), 0, KEY_READ, &key)) return false;
-    RegCloseKey(key);
-    return true;
-}
-
 TEST_F(Parser, RejectedStatementsSetTheErrorObject) {
     // The source is the class's ProgID when it is registered (tests/component checks that
     // case), else none; a registration made outside this test is left as it is.
-    const std::string source = ProgIdRegistered() ? "|Tarvolin.Parser.1|null" : "|<null>|null";
+    LPOLESTR progId = nullptr;
+    const bool registered = SUCCEEDED(ProgIDFromCLSID(CLSID_Parser, &progId));
+    CoTaskMemFree(progId);
+    const std::string source = registered ? "|Tarvolin.Parser.1|null" : "|<null>|null";
     cParser* parser = NewParser();
     SetErrorInfo(0, nullptr);
-    EXPECT_EQ(parser->ParseSQL(nullptr), kException);
+    EXPECT_EQ(parser->ParseSQL(nullptr), DISP_E_EXCEPTION);
     EXPECT_EQ(ErrorInfo(), "Parse error\nExpected tokens: <UNION>, <EXCEPT>, <INTERSECT>\n" + source);
-    EXPECT_EQ(ParseText(parser, "SELECT x FROM t WHERE CASESTATE_foo"), kException);
+    EXPECT_EQ(ParseText(parser, "SELECT x FROM t WHERE CASESTATE_foo"), DISP_E_EXCEPTION);
     EXPECT_EQ(ErrorInfo(), "[CASESTATE_foo] Invalid case state type" + source);
-    EXPECT_EQ(ParseText(parser, "UPDATE"), kException);
+    EXPECT_EQ(ParseText(parser, "UPDATE"), DISP_E_EXCEPTION);
     EXPECT_EQ(ErrorInfo(), "Parse error\nExpected tokens: <IDENTIFIER>\n\n ------- Parse trace -------\n > UPDATE" + source);
     EXPECT_EQ(ParseText(parser, "SELECT a FROM t"), S_OK);
     EXPECT_EQ(ErrorInfo(), "<none>") << "a parse that succeeds leaves no error object";

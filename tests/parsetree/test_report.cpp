@@ -31,14 +31,6 @@ TEST(Report, EmptyStatementHasExactlyTwoLines) {
     EXPECT_EQ(tree.GetErrorText(), expected);
 }
 
-TEST(Report, CaseStateMessageWinsOverTheDriversReport) {
-    EXPECT_EQ(ReportOf("SELECT x FROM t WHERE CASESTATE_foo"), "[CASESTATE_foo] Invalid case state type");
-    CParseTree tree;
-    EXPECT_EQ(ParseInto(tree, "SELECT x FROM t CASESTATE (foo)"), PARSE_ACCEPTED);
-    EXPECT_NE(tree.GetRoot(), nullptr);
-    EXPECT_EQ(tree.GetErrorText(), "[ (foo)] Invalid case state type");
-}
-
 // "t WHERE (((a = 1)))" stacks three states before the parentheses and at most three
 // after them, so n parentheses need n + 6 stacked states.
 std::string Nested(int n) { return "t WHERE " + std::string(n, '(') + "a = 1" + std::string(n, ')'); }

@@ -95,16 +95,12 @@ TEST(Scanner, HandsValuesAndErrorsToItsSink) {
         std::ostringstream echo;
         const std::string text = "select a, 'it''s' from [t] where n = 1.5 and c = CASESTATE(hidden)";
         CSQLScanner scanner(text.data(), text.size(), &sink, &echo);
-        std::string codes;
+        // A value is handed over before its token is returned, never after.
         for (int code; (code = scanner.yylex()) > 0;) {
-            codes += (codes.empty() ? "" : " ") + std::string(kSymbolNames[SymbolOfTokenCode(code)]);
-            // A value is handed over before its token is returned, never after.
             if (code == IDENTIFIER || code == STRING_VALUE || code == FLOAT_VALUE || code == CASESTATE) {
                 EXPECT_EQ(sink.lastCode, code);
             }
         }
-        EXPECT_EQ(codes, "SELECT IDENTIFIER COMMA STRING_VALUE FROM BRACKETED_VALUE WHERE IDENTIFIER EQUALS "
-                         "FLOAT_VALUE AND IDENTIFIER EQUALS CASESTATE");
         EXPECT_EQ(sink.values, "IDENTIFIER 'a' | STRING_VALUE 'it''s' | BRACKETED_VALUE 't' | IDENTIFIER 'n' | "
                                "FLOAT_VALUE '1.5' | IDENTIFIER 'c' | CASESTATE 'hidden'");
         EXPECT_EQ(sink.errors, "");
