@@ -200,11 +200,11 @@ LONG SetString(HKEY key, const OLECHAR* name, const OleString& value) {
                           static_cast<DWORD>((value.size() + 1) * sizeof(OLECHAR)));
 }
 
-LONG Register(const std::vector<ScriptKey>& keys) {
+LONG Register(const std::vector<ScriptKey>& keys, HKEY root) {
     KeyHandles handles(keys.size());
     for (size_t i = 0; i < keys.size(); ++i) {
         const ScriptKey& k = keys[i];
-        HKEY parent = k.parent < 0 ? HKEY_CLASSES_ROOT : handles[static_cast<size_t>(k.parent)];
+        HKEY parent = k.parent < 0 ? root : handles[static_cast<size_t>(k.parent)];
         if (k.forceRemove) {
             const LONG rc = RegDeleteTreeW(parent, k.name.c_str());
             if (rc != ERROR_SUCCESS && rc != ERROR_FILE_NOT_FOUND) return rc;
@@ -226,13 +226,12 @@ OleString PathOf(const std::vector<ScriptKey>& keys, size_t i) {
     return path;
 }
 
-LONG Unregister(const std::vector<ScriptKey>& keys) {
+LONG Unregister(const std::vector<ScriptKey>& keys, HKEY root) {
     for (size_t i = keys.size(); i-- > 0;) {
         const ScriptKey& k = keys[i];
         if (k.noRemove) continue;
         const OleString path = PathOf(keys, i);
-        LONG rc = k.forceRemove ? RegDeleteTreeW(HKEY_CLASSES_ROOT, path.c_str())
-                                : RegDeleteKeyW(HKEY_CLASSES_ROOT, path.c_str());
+        LONG rc = k.forceRemove ? RegDeleteTreeW(root, path.c_str()) : RegDeleteKeyW(root, path.c_str());
         // Gone already, or still holding subkeys that are not ours.
         if (rc == ERROR_FILE_NOT_FOUND || (!k.forceRemove && rc == ERROR_ACCESS_DENIED)) rc = ERROR_SUCCESS;
         if (rc != ERROR_SUCCESS) return rc;
@@ -240,10 +239,194 @@ LONG Unregister(const std::vector<ScriptKey>& keys) {
     return ERROR_SUCCESS;
 }
 
+// Records what registering the script is going to change: each outermost key that is not
+// NoRemove with everything below it, each NoRemove key above those by the values the script
+// gives it.
+HRESULT SaveScriptKeys(const std::vector<ScriptKey>& keys, HKEY root, RegistryBackup& backup) {
+    // Whether each key lies below a key that is recorded as a tree.
+    std::vector<bool> covered(keys.size(), false);
+    for (size_t i = 0; i < keys.size(); ++i) {
+        const ScriptKey& k = keys[i];
+        const bool parentCovered = k.parent >= 0 && covered[static_cast<size_t>(k.parent)];
+        covered[i] = parentCovered || !k.noRemove;
+        if (parentCovered) continue;
+        HRESULT hr;
+        if (k.noRemove) {
+            std::vector<OleString> names;
+            if (k.hasDefault) names.emplace_back();
+            for (const auto& v : k.values) names.push_back(v.first);
+            hr = backup.SaveValues(root, PathOf(keys, i), names);
+        } else {
+            hr = backup.SaveTree(root, PathOf(keys, i));
+        }
+        if (FAILED(hr)) return hr;
+    }
+    return S_OK;
+}
+
+HRESULT FromWin32(LONG rc) { return rc == ERROR_SUCCESS ? S_OK : HRESULT_FROM_WIN32(static_cast<unsigned long>(rc)); }
+
+OleString Join(const OleString& path, const OleString& sub) {
+    return sub.empty() ? path : path.empty() ? sub : path + OLESTR("\\") + sub;
+}
+
+// The values of an open key, in the order the registry lists them.
+LONG ReadValues(HKEY key, std::vector<OleString>& names, std::vector<DWORD>& types,
+                std::vector<std::vector<BYTE>>& data) {
+    std::vector<OLECHAR> name(16384); // the longest value name and its terminator
+    for (DWORD i = 0;; ++i) {
+        DWORD length = static_cast<DWORD>(name.size()), type = REG_NONE, size = 0;
+        LONG rc = RegEnumValueW(key, i, name.data(), &length, nullptr, &type, nullptr, &size);
+        if (rc == ERROR_NO_MORE_ITEMS) return ERROR_SUCCESS;
+        if (rc != ERROR_SUCCESS) return rc;
+        names.emplace_back(name.data(), length);
+        std::vector<BYTE> bytes(size);
+        rc = RegQueryValueExW(key, names.back().c_str(), nullptr, &type, size ? bytes.data() : nullptr, &size);
+        if (rc != ERROR_SUCCESS) return rc;
+        bytes.resize(size);
+        types.push_back(type);
+        data.push_back(std::move(bytes));
+    }
+}
+
 } // namespace
 
+HRESULT RegistryBackup::SaveTree(HKEY root, const OleString& path) {
+    try {
+        Record record;
+        record.root = root;
+        record.path = path;
+        record.whole = true;
+        // Keys are visited from a list of pending paths, not by recursion: no depth of the
+        // tree costs native stack.
+        std::vector<OleString> pending{OleString()};
+        while (!pending.empty()) {
+            const OleString relative = std::move(pending.back());
+            pending.pop_back();
+            HKEY key = nullptr;
+            LONG rc = RegOpenKeyExW(root, Join(path, relative).c_str(), 0, KEY_READ, &key);
+            if (rc == ERROR_FILE_NOT_FOUND && relative.empty()) break; // the tree is missing
+            if (rc != ERROR_SUCCESS) return FromWin32(rc);
+            record.existed = true;
+            SavedKey saved;
+            saved.path = relative;
+            std::vector<OleString> names;
+            std::vector<DWORD> types;
+            std::vector<std::vector<BYTE>> data;
+            rc = ReadValues(key, names, types, data);
+            for (DWORD i = 0; rc == ERROR_SUCCESS; ++i) {
+                OLECHAR name[256]; // the longest key name and its terminator
+                DWORD length = 256;
+                rc = RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr);
+                if (rc == ERROR_NO_MORE_ITEMS) {
+                    rc = ERROR_SUCCESS;
+                    break;
+                }
+                if (rc == ERROR_SUCCESS) pending.push_back(Join(relative, OleString(name, length)));
+            }
+            RegCloseKey(key);
+            if (rc != ERROR_SUCCESS) return FromWin32(rc);
+            for (size_t v = 0; v < names.size(); ++v)
+                saved.values.push_back(SavedValue{std::move(names[v]), true, types[v], std::move(data[v])});
+            record.keys.push_back(std::move(saved));
+        }
+        m_Records.push_back(std::move(record));
+        return S_OK;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+HRESULT RegistryBackup::SaveValues(HKEY root, const OleString& path, const std::vector<OleString>& names) {
+    try {
+        Record record;
+        record.root = root;
+        record.path = path;
+        SavedKey saved;
+        HKEY key = nullptr;
+        const LONG rc = RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key);
+        if (rc != ERROR_SUCCESS && rc != ERROR_FILE_NOT_FOUND) return FromWin32(rc);
+        record.existed = rc == ERROR_SUCCESS;
+        for (const OleString& name : names) {
+            SavedValue value;
+            value.name = name;
+            DWORD size = 0;
+            if (key && RegQueryValueExW(key, name.c_str(), nullptr, &value.type, nullptr, &size) == ERROR_SUCCESS) {
+                value.data.resize(size);
+                value.present = RegQueryValueExW(key, name.c_str(), nullptr, &value.type,
+                                                 size ? value.data.data() : nullptr, &size) == ERROR_SUCCESS;
+                value.data.resize(size);
+            }
+            saved.values.push_back(std::move(value));
+        }
+        if (key) RegCloseKey(key);
+        record.keys.push_back(std::move(saved));
+        m_Records.push_back(std::move(record));
+        return S_OK;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+HRESULT RegistryBackup::Restore() {
+    LONG first = ERROR_SUCCESS;
+    auto note = [&first](LONG rc) {
+        if (first == ERROR_SUCCESS) first = rc;
+    };
+    auto setValue = [&note](HKEY key, const SavedValue& v) {
+        const LONG rc = RegSetValueExW(key, v.name.c_str(), 0, v.type, v.data.empty() ? nullptr : v.data.data(),
+                                       static_cast<DWORD>(v.data.size()));
+        if (rc != ERROR_SUCCESS) note(rc);
+    };
+    try {
+        for (size_t r = m_Records.size(); r-- > 0;) {
+            const Record& record = m_Records[r];
+            if (record.whole) {
+                const LONG rc = RegDeleteTreeW(record.root, record.path.c_str());
+                if (rc != ERROR_SUCCESS && rc != ERROR_FILE_NOT_FOUND) note(rc);
+                if (!record.existed) continue;
+                for (const SavedKey& saved : record.keys) {
+                    HKEY key = nullptr;
+                    const LONG created = RegCreateKeyExW(record.root, Join(record.path, saved.path).c_str(), 0, nullptr,
+                                                         REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr, &key, nullptr);
+                    if (created != ERROR_SUCCESS) {
+                        note(created);
+                        continue;
+                    }
+                    for (const SavedValue& v : saved.values) setValue(key, v);
+                    RegCloseKey(key);
+                }
+                continue;
+            }
+            HKEY key = nullptr;
+            LONG rc = RegOpenKeyExW(record.root, record.path.c_str(), 0, KEY_READ | KEY_WRITE, &key);
+            if (rc == ERROR_FILE_NOT_FOUND) continue; // nothing was written to it
+            if (rc != ERROR_SUCCESS) {
+                note(rc);
+                continue;
+            }
+            for (const SavedValue& v : record.keys.front().values) {
+                if (v.present) {
+                    setValue(key, v);
+                } else if ((rc = RegDeleteValueW(key, v.name.c_str())) != ERROR_SUCCESS && rc != ERROR_FILE_NOT_FOUND) {
+                    note(rc);
+                }
+            }
+            RegCloseKey(key);
+            // A key that registration created goes again, unless others' keys are below it now.
+            if (!record.existed) {
+                rc = RegDeleteKeyW(record.root, record.path.c_str());
+                if (rc != ERROR_SUCCESS && rc != ERROR_FILE_NOT_FOUND && rc != ERROR_ACCESS_DENIED) note(rc);
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+    return FromWin32(first);
+}
+
 HRESULT RunRegistryScript(const char* script, size_t length, RegistryMode mode,
-                          const std::vector<RegistryReplacement>& replacements) {
+                          const std::vector<RegistryReplacement>& replacements, HKEY root, RegistryBackup* backup) {
     if (!script && length) return E_INVALIDARG;
     try {
         // The script is narrow text in the ANSI code page.
@@ -258,8 +441,14 @@ HRESULT RunRegistryScript(const char* script, size_t length, RegistryMode mode,
         }
         std::vector<ScriptKey> keys;
         if (!ParseScript(text, replacements, keys)) return E_INVALIDARG;
-        const LONG rc = mode == RegistryMode::Register ? Register(keys) : Unregister(keys);
-        return rc == ERROR_SUCCESS ? S_OK : HRESULT_FROM_WIN32(static_cast<unsigned long>(rc));
+        if (mode == RegistryMode::Unregister) return FromWin32(Unregister(keys, root));
+        RegistryBackup local;
+        RegistryBackup& saved = backup ? *backup : local;
+        const HRESULT hr = SaveScriptKeys(keys, root, saved);
+        if (FAILED(hr)) return hr;
+        const LONG rc = Register(keys, root);
+        if (rc != ERROR_SUCCESS) saved.Restore(); // the write's failure is the answer
+        return FromWin32(rc);
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }

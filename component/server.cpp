@@ -1,4 +1,5 @@
-// The component's entry points: loading and unloading the module, and registration.
+// The component's entry points: loading and unloading the module, and registration for the
+// machine (DllRegisterServer, DllUnregisterServer) or for the current user (DllInstall).
 #include <new>
 
 #include "component/classfactory.h"
@@ -11,6 +12,7 @@
 #include "tarvolin_h.h"
 
 EXTERN_C BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved);
+STDAPI DllInstall(BOOL install, LPCWSTR commandLine);
 
 namespace {
 
@@ -24,7 +26,7 @@ HMODULE g_Satellite = nullptr;
 
 // Runs the registry script of Parser from the module's own resources (never from a
 // satellite) with %MODULE% standing for the module's file.
-HRESULT RunParserScript(RegistryMode mode, const OleString& modulePath) {
+HRESULT RunParserScript(RegistryMode mode, const OleString& modulePath, HKEY root, RegistryBackup* backup = nullptr) {
     const HMODULE module = CModule::ModuleInstance();
     HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(kParserScript), OLESTR("REGISTRY"));
     if (!resource) return HRESULT_FROM_WIN32(ERROR_RESOURCE_NAME_NOT_FOUND);
@@ -32,12 +34,165 @@ HRESULT RunParserScript(RegistryMode mode, const OleString& modulePath) {
     const void* text = loaded ? LockResource(loaded) : nullptr;
     if (!text) return HRESULT_FROM_WIN32(ERROR_RESOURCE_NAME_NOT_FOUND);
     const DWORD size = SizeofResource(module, resource);
-    return RunRegistryScript(static_cast<const char*>(text), size, mode, {{OLESTR("MODULE"), modulePath}});
+    return RunRegistryScript(static_cast<const char*>(text), size, mode, {{OLESTR("MODULE"), modulePath}}, root,
+                             backup);
 }
 
 HRESULT ThisModulePath(OleString& path) {
     path = ModuleFilePath(CModule::ModuleInstance());
     return path.empty() ? E_FAIL : S_OK;
+}
+
+// Where registration goes: the machine's classes (HKEY_CLASSES_ROOT), or the current
+// user's (HKEY_CURRENT_USER\Software\Classes, which Windows merges into the user's view of
+// HKEY_CLASSES_ROOT and which a user may write without administrator rights).
+enum class Scope { Machine, User };
+
+// DllInstall's command line: "user" (in any case) for the current user; none or an empty
+// one for the machine, as DllRegisterServer. Anything else is not understood.
+bool ScopeOf(LPCWSTR commandLine, Scope& scope) {
+    scope = Scope::Machine;
+    if (!commandLine || !*commandLine) return true;
+    static const char kUser[] = "user";
+    size_t i = 0;
+    for (; kUser[i]; ++i) {
+        OLECHAR c = commandLine[i];
+        if (c >= 'A' && c <= 'Z') c = static_cast<OLECHAR>(c - 'A' + 'a');
+        if (c != static_cast<OLECHAR>(kUser[i])) return false;
+    }
+    if (commandLine[i]) return false;
+    scope = Scope::User;
+    return true;
+}
+
+// The root of the classes of a scope, opened (and for registering, created) as needed.
+class ClassesRoot {
+public:
+    ClassesRoot() = default;
+    ClassesRoot(const ClassesRoot&) = delete;
+    ClassesRoot& operator=(const ClassesRoot&) = delete;
+    ~ClassesRoot() {
+        if (m_Key && m_Key != HKEY_CLASSES_ROOT) RegCloseKey(m_Key);
+    }
+
+    // ERROR_FILE_NOT_FOUND when the user's classes are missing and not to be created.
+    LONG Open(Scope scope, bool create) {
+        if (scope == Scope::Machine) {
+            m_Key = HKEY_CLASSES_ROOT;
+            return ERROR_SUCCESS;
+        }
+        const OLECHAR* path = OLESTR("Software\\Classes");
+        return create ? RegCreateKeyExW(HKEY_CURRENT_USER, path, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                        KEY_READ | KEY_WRITE, nullptr, &m_Key, nullptr)
+                      : RegOpenKeyExW(HKEY_CURRENT_USER, path, 0, KEY_READ | KEY_WRITE, &m_Key);
+    }
+    HKEY Key() const { return m_Key; }
+
+private:
+    HKEY m_Key = nullptr;
+};
+
+HRESULT FromWin32(LONG rc) { return rc == ERROR_SUCCESS ? S_OK : HRESULT_FROM_WIN32(static_cast<unsigned long>(rc)); }
+
+// TypeLib\{libid} and TypeLib\{libid}\{major}.{minor}, as type-library registration names them.
+OleString TypeLibKey(const TLIBATTR& attributes, bool withVersion) {
+    OLECHAR guid[39] = {};
+    StringFromGUID2(attributes.guid, guid, 39);
+    OleString key = OleString(OLESTR("TypeLib\\")) + guid;
+    if (!withVersion) return key;
+    static const char kHex[] = "0123456789abcdef";
+    auto hex = [&](unsigned value) {
+        OleString digits;
+        do {
+            digits.insert(digits.begin(), static_cast<OLECHAR>(kHex[value % 16]));
+            value /= 16;
+        } while (value);
+        return digits;
+    };
+    return key + OLESTR("\\") + hex(attributes.wMajorVerNum) + OLESTR(".") + hex(attributes.wMinorVerNum);
+}
+
+// Registers the class and the type library embedded in the module. Nothing is left
+// half-written: when a step fails, the keys it and the steps before it wrote are put back
+// as they were.
+HRESULT RegisterServer(Scope scope) {
+    try {
+        OleString path;
+        HRESULT hr = ThisModulePath(path);
+        if (FAILED(hr)) return hr;
+        ClassesRoot root;
+        hr = FromWin32(root.Open(scope, true));
+        if (FAILED(hr)) return hr;
+        RegistryBackup backup;
+        hr = RunParserScript(RegistryMode::Register, path, root.Key(), &backup);
+        if (FAILED(hr)) return hr;
+        ITypeLib* library = nullptr;
+        hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
+        if (SUCCEEDED(hr)) {
+            TLIBATTR* attributes = nullptr;
+            hr = library->GetLibAttr(&attributes);
+            if (SUCCEEDED(hr)) {
+                hr = backup.SaveTree(root.Key(), TypeLibKey(*attributes, false));
+                library->ReleaseTLibAttr(attributes);
+            }
+            if (SUCCEEDED(hr))
+                hr = scope == Scope::Machine ? RegisterTypeLib(library, &path[0], nullptr)
+                                             : RegisterTypeLibForUser(library, &path[0], nullptr);
+            library->Release();
+        }
+        if (FAILED(hr)) backup.Restore(); // the step's failure is the answer
+        return hr;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+// Removes the class keys and the type library's registration of a scope. What is not
+// registered (any more) leaves nothing to remove and is no error.
+HRESULT UnregisterServer(Scope scope) {
+    try {
+        OleString path;
+        HRESULT hr = ThisModulePath(path);
+        if (FAILED(hr)) return hr;
+        ClassesRoot root;
+        const LONG opened = root.Open(scope, false);
+        if (opened == ERROR_FILE_NOT_FOUND) return S_OK; // the user has no classes of his own
+        hr = FromWin32(opened);
+        if (SUCCEEDED(hr)) hr = RunParserScript(RegistryMode::Unregister, path, root.Key());
+        if (FAILED(hr)) return hr;
+        ITypeLib* library = nullptr;
+        hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
+        if (FAILED(hr)) return hr;
+        TLIBATTR* attributes = nullptr;
+        hr = library->GetLibAttr(&attributes);
+        if (SUCCEEDED(hr)) {
+            // UnRegisterTypeLib fails for a library that is not registered.
+            BSTR registered = nullptr;
+            if (SUCCEEDED(QueryPathOfRegTypeLib(attributes->guid, attributes->wMajorVerNum,
+                                                attributes->wMinorVerNum, attributes->lcid, &registered))) {
+                if (scope == Scope::Machine) {
+                    hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
+                                           attributes->lcid, attributes->syskind);
+                } else {
+                    hr = UnRegisterTypeLibForUser(attributes->guid, attributes->wMajorVerNum,
+                                                  attributes->wMinorVerNum, attributes->lcid, attributes->syskind);
+                    // The registration found may be the machine's alone, which is not the
+                    // user's to remove.
+                    HKEY version = nullptr;
+                    if (FAILED(hr) && RegOpenKeyExW(root.Key(), TypeLibKey(*attributes, true).c_str(), 0, KEY_READ,
+                                                    &version) == ERROR_FILE_NOT_FOUND)
+                        hr = S_OK;
+                    if (version) RegCloseKey(version);
+                }
+            }
+            SysFreeString(registered);
+            library->ReleaseTLibAttr(attributes);
+        }
+        library->Release();
+        return hr;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
 }
 
 } // namespace
@@ -65,49 +220,12 @@ BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved) {
     return TRUE;
 }
 
-STDAPI DllRegisterServer(void) {
-    try {
-        OleString path;
-        HRESULT hr = ThisModulePath(path);
-        if (SUCCEEDED(hr)) hr = RunParserScript(RegistryMode::Register, path);
-        if (FAILED(hr)) return hr;
-        // The type library embedded in the module, registered for every user.
-        ITypeLib* library = nullptr;
-        hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
-        if (FAILED(hr)) return hr;
-        hr = RegisterTypeLib(library, &path[0], nullptr);
-        library->Release();
-        return hr;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
-}
+STDAPI DllRegisterServer(void) { return RegisterServer(Scope::Machine); }
 
-STDAPI DllUnregisterServer(void) {
-    try {
-        OleString path;
-        HRESULT hr = ThisModulePath(path);
-        if (SUCCEEDED(hr)) hr = RunParserScript(RegistryMode::Unregister, path);
-        if (FAILED(hr)) return hr;
-        ITypeLib* library = nullptr;
-        hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
-        if (FAILED(hr)) return hr;
-        TLIBATTR* attributes = nullptr;
-        hr = library->GetLibAttr(&attributes);
-        if (SUCCEEDED(hr)) {
-            // A type library that is not registered (any more) leaves nothing to remove;
-            // UnRegisterTypeLib would fail for it.
-            BSTR registered = nullptr;
-            if (SUCCEEDED(QueryPathOfRegTypeLib(attributes->guid, attributes->wMajorVerNum,
-                                                attributes->wMinorVerNum, attributes->lcid, &registered)))
-                hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
-                                       attributes->lcid, attributes->syskind);
-            SysFreeString(registered);
-            library->ReleaseTLibAttr(attributes);
-        }
-        library->Release();
-        return hr;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
+STDAPI DllUnregisterServer(void) { return UnregisterServer(Scope::Machine); }
+
+STDAPI DllInstall(BOOL install, LPCWSTR commandLine) {
+    Scope scope;
+    if (!ScopeOf(commandLine, scope)) return E_INVALIDARG;
+    return install ? RegisterServer(scope) : UnregisterServer(scope);
 }

@@ -14,6 +14,10 @@
 #include <oleauto.h>
 #include <olectl.h>
 #include <shlwapi.h>
+// Per-user type-library registration is in oleaut32 (and its MinGW import library) since
+// Windows Vista, but MinGW's oleauto.h does not declare it.
+EXTERN_C HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* fullPath, OLECHAR* helpDir);
+EXTERN_C HRESULT WINAPI UnRegisterTypeLibForUser(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind);
 #else
 #include "platform/posix/oletypes.h"
 #endif

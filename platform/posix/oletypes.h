@@ -455,10 +455,15 @@ HRESULT StringFromCLSID(REFCLSID clsid, LPOLESTR* text);
 // REGDB_E_CLASSNOTREG when the class is not registered.
 HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR* progId);
 
-// ---- HKEY_CLASSES_ROOT, kept in memory for the process -----------------------------------
+// ---- HKEY_CLASSES_ROOT and HKEY_CURRENT_USER, kept in memory for the process ----------------
+// The two are separate trees. The lookups of COM (ProgIDFromCLSID, QueryPathOfRegTypeLib,
+// LoadRegTypeLib) read HKEY_CURRENT_USER\Software\Classes before HKEY_CLASSES_ROOT, as
+// Windows merges the user's classes into its view of HKEY_CLASSES_ROOT; the Reg* functions
+// on HKEY_CLASSES_ROOT see the machine's classes alone.
 typedef struct HKEY__* HKEY;
 typedef DWORD REGSAM;
 #define HKEY_CLASSES_ROOT ((HKEY)(uintptr_t)0x80000000u)
+#define HKEY_CURRENT_USER ((HKEY)(uintptr_t)0x80000001u)
 #define ERROR_SUCCESS 0L
 #define ERROR_FILE_NOT_FOUND 2L
 #define ERROR_ACCESS_DENIED 5L
@@ -488,6 +493,17 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BY
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size);
 LONG RegDeleteTreeW(HKEY key, LPCWSTR subKey);
 LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
+LONG RegDeleteValueW(HKEY key, LPCWSTR name);
+// The value at an index (in no promised order) with its name in the case it was first
+// written with; lengths as for RegEnumKeyExW, the data as for RegQueryValueExW.
+LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, DWORD* nameLength, DWORD* reserved, DWORD* type, BYTE* data,
+                   DWORD* dataSize);
+// Not a Windows function: makes a registry write fail, as a full disk or a denied key makes
+// it fail on Windows, for tests of what a failed registration leaves behind. After `after`
+// more writes succeed (a key created, a value set or deleted, a key or tree deleted), the
+// next one fails with `error` and changes nothing; then writes succeed again.
+// ERROR_SUCCESS disarms it.
+void TarvolinFailRegistryWrite(unsigned long after, LONG error);
 struct FILETIME {
     DWORD dwLowDateTime;
     DWORD dwHighDateTime;
@@ -515,6 +531,9 @@ HRESULT LoadTypeLibEx(LPCOLESTR file, REGKIND kind, ITypeLib** library);
 HRESULT LoadTypeLib(LPCOLESTR file, ITypeLib** library);
 HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR fullPath, LPOLESTR helpDir);
 HRESULT UnRegisterTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind);
+// The same below HKEY_CURRENT_USER\Software\Classes, for the current user alone.
+HRESULT RegisterTypeLibForUser(ITypeLib* library, OLECHAR* fullPath, OLECHAR* helpDir);
+HRESULT UnRegisterTypeLibForUser(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind);
 HRESULT QueryPathOfRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, BSTR* path);
 HRESULT LoadRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, ITypeLib** library);
 

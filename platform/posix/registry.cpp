@@ -1,9 +1,12 @@
-// An in-memory stand-in for HKEY_CLASSES_ROOT, shared by the whole process: a tree of keys
-// whose names and value names compare case-insensitively (and keep the case they were
-// created with), values stored as the bytes and type they were written with. Registration
-// fills it; ProgIDFromCLSID reads it.
+// An in-memory stand-in for HKEY_CLASSES_ROOT and HKEY_CURRENT_USER, shared by the whole
+// process: two trees of keys whose names and value names compare case-insensitively (and
+// keep the case they were created with), values stored as the bytes and type they were
+// written with. Registration fills them; ProgIDFromCLSID reads them, the user's classes
+// (HKEY_CURRENT_USER\Software\Classes) first, as Windows merges them into its view of
+// HKEY_CLASSES_ROOT.
 #include "platform/platform.h"
 
+#include <cstring>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -17,6 +20,7 @@ namespace {
 using Text = std::u16string;
 
 struct Value {
+    Text name; // as first written
     DWORD type = REG_NONE;
     std::vector<BYTE> data;
 };
@@ -37,7 +41,12 @@ struct OpenKey {
 
 struct Registry {
     std::mutex lock;
-    std::shared_ptr<Node> root = std::make_shared<Node>();
+    std::shared_ptr<Node> root = std::make_shared<Node>();     // HKEY_CLASSES_ROOT
+    std::shared_ptr<Node> userRoot = std::make_shared<Node>(); // HKEY_CURRENT_USER
+    // The write that fails next: after `writesLeft` more writes succeed, one fails with
+    // `failure` (ERROR_SUCCESS: none is armed).
+    unsigned long writesLeft = 0;
+    LONG failure = ERROR_SUCCESS;
 };
 
 Registry& TheRegistry() {
@@ -70,6 +79,8 @@ std::vector<Text> Components(LPCWSTR path) {
 LONG Resolve(HKEY key, std::shared_ptr<Node>& node) {
     if (key == HKEY_CLASSES_ROOT)
         node = TheRegistry().root;
+    else if (key == HKEY_CURRENT_USER)
+        node = TheRegistry().userRoot;
     else if (key)
         node = reinterpret_cast<OpenKey*>(key)->node;
     else
@@ -102,6 +113,21 @@ void DeleteNode(Node& node) {
     if (parent) parent->children.erase(name);
 }
 
+bool IsRoot(const Registry& r, const std::shared_ptr<Node>& node) { return node == r.root || node == r.userRoot; }
+
+// Counts a write that is about to change the registry; the armed failure, when its turn has
+// come. Called under the lock.
+LONG CountWrite(Registry& r) {
+    if (r.failure == ERROR_SUCCESS) return ERROR_SUCCESS;
+    if (r.writesLeft) {
+        --r.writesLeft;
+        return ERROR_SUCCESS;
+    }
+    const LONG failure = r.failure;
+    r.failure = ERROR_SUCCESS;
+    return failure;
+}
+
 LONG Open(std::shared_ptr<Node> node, HKEY* result) {
     auto* key = new (std::nothrow) OpenKey{std::move(node)};
     if (!key) return ERROR_OUTOFMEMORY;
@@ -121,6 +147,7 @@ LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD, REGSAM, voi
     bool created = false;
     for (const Text& part : Components(sub)) {
         const Text name = Lower(part.c_str());
+        if (!node->children.count(name) && (rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
         auto& child = node->children[name];
         if (!child) {
             child = std::make_shared<Node>();
@@ -150,7 +177,7 @@ LONG RegOpenKeyExW(HKEY parent, LPCWSTR sub, DWORD, REGSAM, HKEY* result) {
 
 LONG RegCloseKey(HKEY key) {
     if (!key) return ERROR_INVALID_HANDLE;
-    if (key != HKEY_CLASSES_ROOT) {
+    if (key != HKEY_CLASSES_ROOT && key != HKEY_CURRENT_USER) {
         Registry& r = TheRegistry();
         std::lock_guard<std::mutex> guard(r.lock); // the handle may hold the last reference to a deleted key
         delete reinterpret_cast<OpenKey*>(key);
@@ -164,7 +191,7 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data,
     std::lock_guard<std::mutex> guard(r.lock);
     std::shared_ptr<Node> node;
     LONG rc = Resolve(key, node);
-    if (rc != ERROR_SUCCESS) return rc;
+    if (rc != ERROR_SUCCESS || (rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
     // As on Windows, a string whose given bytes lack the terminator while the character
     // after them is one gets the terminator stored too.
     if (data && (type == REG_SZ || type == REG_EXPAND_SZ) && size >= sizeof(OLECHAR) && size % sizeof(OLECHAR) == 0) {
@@ -173,6 +200,7 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data,
         if (text[n - 1] && !text[n]) size += sizeof(OLECHAR);
     }
     Value& value = node->values[Lower(name)];
+    if (value.type == REG_NONE && value.data.empty() && name) value.name = name;
     value.type = type;
     value.data.assign(data, data + size);
     return ERROR_SUCCESS;
@@ -205,13 +233,15 @@ LONG RegDeleteTreeW(HKEY key, LPCWSTR sub) {
     if (rc != ERROR_SUCCESS) return rc;
     if (!sub) {
         // Without a subkey the key itself stays, emptied of its subkeys and values.
+        if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
         while (!node->children.empty()) DeleteNode(*node->children.begin()->second);
         node->values.clear();
         return ERROR_SUCCESS;
     }
     std::shared_ptr<Node> target = Find(node, Components(sub));
     if (!target) return ERROR_FILE_NOT_FOUND;
-    if (target == r.root) return ERROR_ACCESS_DENIED;
+    if (IsRoot(r, target)) return ERROR_ACCESS_DENIED;
+    if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
     DeleteNode(*target);
     return ERROR_SUCCESS;
 }
@@ -226,7 +256,8 @@ LONG RegDeleteKeyW(HKEY key, LPCWSTR sub) {
     if (rc != ERROR_SUCCESS) return rc;
     std::shared_ptr<Node> target = Find(node, Components(sub));
     if (!target) return ERROR_FILE_NOT_FOUND;
-    if (target == r.root || !target->children.empty()) return ERROR_ACCESS_DENIED; // only a key without subkeys goes
+    if (IsRoot(r, target) || !target->children.empty()) return ERROR_ACCESS_DENIED; // only a key without subkeys goes
+    if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
     DeleteNode(*target);
     return ERROR_SUCCESS;
 }
@@ -253,6 +284,61 @@ LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameLength, DWORD*
     return ERROR_SUCCESS;
 }
 
+LONG RegDeleteValueW(HKEY key, LPCWSTR name) {
+    Registry& r = TheRegistry();
+    std::lock_guard<std::mutex> guard(r.lock);
+    std::shared_ptr<Node> node;
+    LONG rc = Resolve(key, node);
+    if (rc != ERROR_SUCCESS) return rc;
+    auto it = node->values.find(Lower(name));
+    if (it == node->values.end()) return ERROR_FILE_NOT_FOUND;
+    if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
+    node->values.erase(it);
+    return ERROR_SUCCESS;
+}
+
+LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, DWORD* nameLength, DWORD*, DWORD* type, BYTE* data,
+                   DWORD* dataSize) {
+    if (!name || !nameLength || (data && !dataSize)) return ERROR_INVALID_PARAMETER;
+    Registry& r = TheRegistry();
+    std::lock_guard<std::mutex> guard(r.lock);
+    std::shared_ptr<Node> node;
+    LONG rc = Resolve(key, node);
+    if (rc != ERROR_SUCCESS) return rc;
+    if (index >= node->values.size()) return ERROR_NO_MORE_ITEMS;
+    auto it = node->values.begin();
+    std::advance(it, index);
+    const Text& text = it->second.name;
+    if (text.size() >= *nameLength) return ERROR_MORE_DATA;
+    text.copy(name, text.size());
+    name[text.size()] = 0;
+    *nameLength = static_cast<DWORD>(text.size());
+    const Value& value = it->second;
+    const DWORD needed = static_cast<DWORD>(value.data.size());
+    if (type) *type = value.type;
+    if (data && *dataSize < needed) rc = ERROR_MORE_DATA;
+    else if (data && needed)
+        std::memcpy(data, value.data.data(), needed);
+    if (dataSize) *dataSize = needed;
+    return rc;
+}
+
+void TarvolinFailRegistryWrite(unsigned long after, LONG error) {
+    Registry& r = TheRegistry();
+    std::lock_guard<std::mutex> guard(r.lock);
+    r.writesLeft = after;
+    r.failure = error;
+}
+
+namespace {
+
+// The class's ProgID key in one view of the classes; false when it is not there.
+bool OpenProgIdKey(HKEY root, const Text& sub, HKEY* key) {
+    return RegOpenKeyExW(root, sub.c_str(), 0, KEY_READ, key) == ERROR_SUCCESS;
+}
+
+} // namespace
+
 HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR* progId) {
     if (!progId) return E_INVALIDARG;
     *progId = nullptr;
@@ -260,7 +346,9 @@ HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR* progId) {
     StringFromGUID2(clsid, guid, 39);
     Text sub = u"CLSID\\" + Text(guid) + u"\\ProgID";
     HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, sub.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return REGDB_E_CLASSNOTREG;
+    if (!OpenProgIdKey(HKEY_CURRENT_USER, u"Software\\Classes\\" + sub, &key) &&
+        !OpenProgIdKey(HKEY_CLASSES_ROOT, sub, &key))
+        return REGDB_E_CLASSNOTREG;
     DWORD size = 0;
     LONG rc = RegQueryValueExW(key, nullptr, nullptr, nullptr, nullptr, &size);
     LPOLESTR text = nullptr;

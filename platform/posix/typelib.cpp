@@ -1,5 +1,6 @@
 // Type libraries of the native build: the attributes of a library, read from the header of
-// its "MSFT" file format, and its registration under HKEY_CLASSES_ROOT\TypeLib. There is no
+// its "MSFT" file format, and its registration under HKEY_CLASSES_ROOT\TypeLib (or, for one
+// user, HKEY_CURRENT_USER\Software\Classes\TypeLib). There is no
 // type information natively, so a registered library cannot be loaded for IDispatch.
 //
 // The parts of the format read here: a header of 21 little-endian 32-bit fields at offset 0
@@ -414,7 +415,19 @@ HRESULT LoadTypeLibEx(LPCOLESTR file, REGKIND kind, ITypeLib** library) {
 
 HRESULT LoadTypeLib(LPCOLESTR file, ITypeLib** library) { return LoadTypeLibEx(file, REGKIND_DEFAULT, library); }
 
-HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR fullPath, LPOLESTR helpDir) {
+namespace {
+
+// The classes of the current user, HKEY_CURRENT_USER\Software\Classes, created when asked to.
+HKEY UserClasses(bool create) {
+    HKEY key = nullptr;
+    const LONG rc = create ? RegCreateKeyExW(HKEY_CURRENT_USER, u"Software\\Classes", 0, nullptr,
+                                             REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr)
+                           : RegOpenKeyExW(HKEY_CURRENT_USER, u"Software\\Classes", 0, KEY_ALL_ACCESS, &key);
+    return rc == ERROR_SUCCESS ? key : nullptr;
+}
+
+// Registration below `root`: HKEY_CLASSES_ROOT or the user's classes.
+HRESULT RegisterBelow(HKEY root, ITypeLib* library, LPOLESTR fullPath, LPOLESTR helpDir) {
     if (!library || !fullPath) return E_INVALIDARG;
     TLIBATTR* attr = nullptr;
     HRESULT hr = library->GetLibAttr(&attr);
@@ -433,7 +446,7 @@ HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR fullPath, LPOLESTR helpDir) 
 
         HKEY version = nullptr;
         const Text versionKey = LibraryKey(a.guid) + u"\\" + VersionName(a.wMajorVerNum, a.wMinorVerNum);
-        if (RegCreateKeyExW(HKEY_CLASSES_ROOT, versionKey.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE,
+        if (RegCreateKeyExW(root, versionKey.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE,
                             nullptr, &version, nullptr) != ERROR_SUCCESS)
             return TYPE_E_REGISTRYACCESS;
         // The flags without LIBFLAG_FHASDISKIMAGE, which only says how the library was loaded.
@@ -462,7 +475,7 @@ HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR fullPath, LPOLESTR helpDir) 
     }
 }
 
-HRESULT UnRegisterTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind) {
+HRESULT UnregisterBelow(HKEY root, REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind) {
     const char16_t* platform = SyskindName(kind);
     if (!platform) return E_INVALIDARG;
     try {
@@ -470,7 +483,7 @@ HRESULT UnRegisterTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSK
         const Text versionKey = libraryKey + u"\\" + VersionName(major, minor);
         const Text lcidKey = Hex(lcid);
         HKEY version = nullptr;
-        if (RegOpenKeyExW(HKEY_CLASSES_ROOT, versionKey.c_str(), 0, KEY_ALL_ACCESS, &version) != ERROR_SUCCESS)
+        if (RegOpenKeyExW(root, versionKey.c_str(), 0, KEY_ALL_ACCESS, &version) != ERROR_SUCCESS)
             return E_INVALIDARG;
         Text path;
         if (!QueryString(version, lcidKey + u"\\" + platform, path)) {
@@ -506,8 +519,8 @@ HRESULT UnRegisterTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSK
         }
         RegCloseKey(version);
         if (!others) {
-            RegDeleteKeyW(HKEY_CLASSES_ROOT, versionKey.c_str());
-            RegDeleteKeyW(HKEY_CLASSES_ROOT, libraryKey.c_str()); // stays while it holds other versions
+            RegDeleteKeyW(root, versionKey.c_str());
+            RegDeleteKeyW(root, libraryKey.c_str()); // stays while it holds other versions
         }
         return S_OK;
     } catch (const std::bad_alloc&) {
@@ -515,12 +528,43 @@ HRESULT UnRegisterTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSK
     }
 }
 
+} // namespace
+
+HRESULT RegisterTypeLib(ITypeLib* library, LPOLESTR fullPath, LPOLESTR helpDir) {
+    return RegisterBelow(HKEY_CLASSES_ROOT, library, fullPath, helpDir);
+}
+
+HRESULT UnRegisterTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind) {
+    return UnregisterBelow(HKEY_CLASSES_ROOT, libid, major, minor, lcid, kind);
+}
+
+HRESULT RegisterTypeLibForUser(ITypeLib* library, OLECHAR* fullPath, OLECHAR* helpDir) {
+    if (!library || !fullPath) return E_INVALIDARG;
+    HKEY classes = UserClasses(true);
+    if (!classes) return TYPE_E_REGISTRYACCESS;
+    const HRESULT hr = RegisterBelow(classes, library, fullPath, helpDir);
+    RegCloseKey(classes);
+    return hr;
+}
+
+HRESULT UnRegisterTypeLibForUser(REFGUID libid, WORD major, WORD minor, LCID lcid, SYSKIND kind) {
+    HKEY classes = UserClasses(false);
+    if (!classes) return E_INVALIDARG; // as for a version that is not registered
+    const HRESULT hr = UnregisterBelow(classes, libid, major, minor, lcid, kind);
+    RegCloseKey(classes);
+    return hr;
+}
+
 HRESULT QueryPathOfRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, BSTR* path) {
     if (!path) return E_INVALIDARG;
     *path = nullptr;
     try {
+        // The user's registration before the machine's, as in Windows' merged view.
         HKEY library = nullptr;
-        if (RegOpenKeyExW(HKEY_CLASSES_ROOT, LibraryKey(libid).c_str(), 0, KEY_READ, &library) != ERROR_SUCCESS)
+        const Text key = LibraryKey(libid);
+        if (RegOpenKeyExW(HKEY_CURRENT_USER, (u"Software\\Classes\\" + key).c_str(), 0, KEY_READ, &library) !=
+                ERROR_SUCCESS &&
+            RegOpenKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, KEY_READ, &library) != ERROR_SUCCESS)
             return TYPE_E_LIBNOTREGISTERED;
         // The requested version, or else the same major version with the greatest higher minor.
         bool found = false;
