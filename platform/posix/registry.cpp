@@ -144,10 +144,12 @@ LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD, REGSAM, voi
     std::shared_ptr<Node> node;
     LONG rc = Resolve(parent, node);
     if (rc != ERROR_SUCCESS) return rc;
+    const std::vector<Text> parts = Components(sub);
+    // Creating keys is one write, which fails before anything is created.
+    if (!Find(node, parts) && (rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
     bool created = false;
-    for (const Text& part : Components(sub)) {
+    for (const Text& part : parts) {
         const Text name = Lower(part.c_str());
-        if (!node->children.count(name) && (rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
         auto& child = node->children[name];
         if (!child) {
             child = std::make_shared<Node>();

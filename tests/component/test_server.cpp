@@ -1,5 +1,6 @@
-// The component as a host loads it: the library file, its four entry points, what
-// registration writes and removes, and the objects it hands out through its factory.
+// The component as a host loads it: the library file, its five entry points, what
+// registration (for the machine and for the current user) writes and removes, and the
+// objects it hands out through its factory.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -15,6 +16,7 @@ using namespace registry_reader;
 
 using EntryPoint = HRESULT(STDAPICALLTYPE*)();
 using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, LPVOID*);
+using Install = HRESULT(STDAPICALLTYPE*)(BOOL, LPCWSTR);
 
 template <typename Function> Function Export(HMODULE module, const char* name) {
     return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
@@ -89,6 +91,57 @@ TEST(Server, RegistersServesAndUnloads) {
     // memory between hosts).
     FreeLibrary(module);
     EXPECT_EQ(GetModuleHandleW(path.c_str()), nullptr);
+}
+
+TEST(Server, InstallsForTheCurrentUserAndRefusesWhatItDoesNotKnow) {
+    const std::string kClsid = "{621D0E5D-88BE-4A68-9187-98FDFBE88824}", kClassKey = "CLSID\\" + kClsid;
+    const GUID kLibid = {0xE528582E, 0x8B1D, 0x4948, {0x9B, 0xA7, 0xCB, 0x86, 0xCC, 0x79, 0x76, 0x72}};
+    HMODULE module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
+    ASSERT_NE(module, nullptr) << TARVOLIN_LIBRARY_PATH;
+    auto install = Export<Install>(module, "DllInstall");
+    ASSERT_NE(install, nullptr);
+    OLECHAR file[1024] = {};
+    ASSERT_GT(GetModuleFileNameW(module, file, 1024), 0u);
+    const bool machineRegistered = KeyExists(kClassKey + "\\InprocServer32");
+    ASSERT_FALSE(KeyExists(UserClasses(kClassKey), HKEY_CURRENT_USER)) << "left over from an earlier run";
+
+    // Command lines other than "user" (in any case) or none are refused before anything is
+    // written; removing what was never registered for the user is no error.
+    for (const OLECHAR* bad : {OLESTR("bogus"), OLESTR("user "), OLESTR("users"), OLESTR("use"), OLESTR("/user")}) {
+        EXPECT_EQ(install(TRUE, bad), E_INVALIDARG) << Narrow(bad);
+        EXPECT_EQ(install(FALSE, bad), E_INVALIDARG) << Narrow(bad);
+    }
+    EXPECT_FALSE(KeyExists(UserClasses("Tarvolin.Parser"), HKEY_CURRENT_USER));
+    EXPECT_EQ(install(FALSE, OLESTR("user")), S_OK);
+
+    ASSERT_EQ(install(TRUE, OLESTR("User")), S_OK);
+    EXPECT_EQ(Value(UserClasses("Tarvolin.Parser\\CurVer"), nullptr, HKEY_CURRENT_USER), "Tarvolin.Parser.1");
+    EXPECT_EQ(Value(UserClasses("Tarvolin.Parser.1\\CLSID"), nullptr, HKEY_CURRENT_USER), kClsid);
+    EXPECT_EQ(Value(UserClasses(kClassKey + "\\InprocServer32"), nullptr, HKEY_CURRENT_USER), Narrow(file));
+    EXPECT_EQ(Value(UserClasses(kClassKey + "\\InprocServer32"), "ThreadingModel", HKEY_CURRENT_USER), "Apartment");
+    EXPECT_EQ(KeyExists(kClassKey), machineRegistered); // the machine's classes are not touched
+    BSTR registered = nullptr;
+    EXPECT_EQ(QueryPathOfRegTypeLib(kLibid, 1, 0, 0, &registered), S_OK);
+    EXPECT_EQ(Narrow(registered ? registered : OLESTR("")), Narrow(file));
+    SysFreeString(registered);
+    registered = nullptr;
+
+    EXPECT_EQ(install(FALSE, OLESTR("user")), S_OK);
+    for (const std::string& key : {std::string("Tarvolin.Parser.1"), std::string("Tarvolin.Parser"), kClassKey})
+        EXPECT_FALSE(KeyExists(UserClasses(key), HKEY_CURRENT_USER)) << key;
+    EXPECT_TRUE(KeyExists("Software\\Classes", HKEY_CURRENT_USER));
+    if (!machineRegistered) {
+        EXPECT_EQ(QueryPathOfRegTypeLib(kLibid, 1, 0, 0, &registered), TYPE_E_LIBNOTREGISTERED);
+        SysFreeString(registered);
+
+        // No command line is the machine, as DllRegisterServer and DllUnregisterServer.
+        ASSERT_EQ(install(TRUE, nullptr), S_OK);
+        EXPECT_EQ(Value(kClassKey + "\\InprocServer32"), Narrow(file));
+        EXPECT_FALSE(KeyExists(UserClasses(kClassKey), HKEY_CURRENT_USER));
+        EXPECT_EQ(install(FALSE, OLESTR("")), S_OK);
+        EXPECT_FALSE(KeyExists(kClassKey));
+    }
+    FreeLibrary(module);
 }
 
 } // namespace

@@ -1,0 +1,128 @@
+// A registration that fails part-way leaves the registry as it found it. Natively the
+// registry can be made to fail at any write, so every point of failure is tried.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "component/registrar.h"
+#include "tests/component/registry_reader.h"
+
+namespace {
+
+using registry_reader::Dump;
+using registry_reader::Value;
+using registry_reader::Wide;
+
+const char* const kRoot = "TarvolinRollbackTest";
+
+const std::string kScript = std::string("HKCR { NoRemove ") + kRoot + R"( {
+    App.Thing = s 'Thing Class' { CLSID = s '{00000000-1111-2222-3333-444444444444}' CurVer = s 'App.Thing.1' }
+    NoRemove CLSID {
+      val Marker = s 'ours'
+      ForceRemove {00000000-1111-2222-3333-444444444444} = s 'Thing Class' {
+        InprocServer32 = s 'C:\x.dll' { val ThreadingModel = s 'Apartment' }
+        ForceRemove Programmable
+      }
+    }
+} }
+)";
+
+HKEY MakeKey(const std::string& path) {
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                              nullptr),
+              ERROR_SUCCESS);
+    return key;
+}
+
+void SetValue(const std::string& path, const char* name, const std::string& text) {
+    HKEY key = MakeKey(path);
+    const auto wide = Wide(text);
+    EXPECT_EQ(RegSetValueExW(key, name ? Wide(name).c_str() : nullptr, 0, REG_SZ,
+                             reinterpret_cast<const BYTE*>(wide.c_str()), static_cast<DWORD>((wide.size() + 1) * 2)),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+}
+
+class Rollback : public ::testing::Test {
+protected:
+    void SetUp() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str()); }
+    void TearDown() override {
+        TarvolinFailRegistryWrite(0, ERROR_SUCCESS);
+        RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str());
+    }
+
+    // Makes each write of a registration fail in turn: every failure gives the write's code
+    // and leaves the tree as it was; returns how many writes the registration takes.
+    static int FailEachWrite(const std::string& before) {
+        for (unsigned long writes = 0; writes < 200; ++writes) {
+            SCOPED_TRACE("failing write " + std::to_string(writes));
+            TarvolinFailRegistryWrite(writes, ERROR_ACCESS_DENIED);
+            const HRESULT hr = RunRegistryScript(kScript.data(), kScript.size(), RegistryMode::Register, {});
+            TarvolinFailRegistryWrite(0, ERROR_SUCCESS);
+            if (hr == S_OK) return static_cast<int>(writes);
+            EXPECT_EQ(hr, E_ACCESSDENIED);
+            EXPECT_EQ(Dump(HKEY_CLASSES_ROOT, kRoot), before);
+            if (::testing::Test::HasFailure()) return -1;
+        }
+        return -1;
+    }
+};
+
+TEST_F(Rollback, AFailedWriteLeavesAnEmptyRegistryEmpty) {
+    const std::string before = Dump(HKEY_CLASSES_ROOT, kRoot);
+    EXPECT_EQ(before, std::string(kRoot) + " (no key)\n");
+    // Eight keys and seven values are written; the sixteenth attempt succeeds.
+    EXPECT_EQ(FailEachWrite(before), 15);
+    EXPECT_EQ(Value(std::string(kRoot) + "\\App.Thing\\CurVer"), "App.Thing.1");
+}
+
+TEST_F(Rollback, AFailedWriteRestoresWhatAnEarlierRegistrationLeft) {
+    // An older registration: another default value, a stale subkey of the class key (which
+    // ForceRemove deletes first), a value of the NoRemove key that the script overwrites and
+    // one it does not know, a neighbouring class.
+    const std::string root = kRoot, cls = root + "\\CLSID\\{00000000-1111-2222-3333-444444444444}";
+    SetValue(root + "\\App.Thing", nullptr, "Old Class");
+    SetValue(cls + "\\Stale\\Deeper", "Left", "over");
+    SetValue(root + "\\CLSID", "Marker", "theirs");
+    SetValue(root + "\\CLSID", "Other", "kept");
+    SetValue(root + "\\CLSID\\{99999999-1111-2222-3333-444444444444}", nullptr, "Neighbour");
+    const std::string before = Dump(HKEY_CLASSES_ROOT, kRoot);
+    // Five keys and seven values are written, one tree deleted.
+    EXPECT_EQ(FailEachWrite(before), 13);
+    EXPECT_EQ(Value(root + "\\CLSID", "Marker"), "ours");
+    EXPECT_EQ(Value(root + "\\CLSID", "Other"), "kept");
+    EXPECT_EQ(Value(cls + "\\Stale"), "(no key)");
+
+    // The record of a successful run lets its caller undo it when a later step fails.
+    RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str());
+    SetValue(root + "\\App.Thing", nullptr, "Old Class");
+    SetValue(cls + "\\Stale\\Deeper", "Left", "over");
+    SetValue(root + "\\CLSID", "Marker", "theirs");
+    RegistryBackup backup;
+    ASSERT_EQ(RunRegistryScript(kScript.data(), kScript.size(), RegistryMode::Register, {}, HKEY_CLASSES_ROOT, &backup),
+              S_OK);
+    EXPECT_EQ(Value(root + "\\CLSID", "Marker"), "ours");
+    ASSERT_EQ(backup.Restore(), S_OK);
+    EXPECT_EQ(Value(root + "\\CLSID", "Marker"), "theirs");
+    EXPECT_EQ(Value(root + "\\App.Thing"), "Old Class");
+    EXPECT_EQ(Value(cls + "\\Stale\\Deeper", "Left"), "over");
+    EXPECT_EQ(Value(root + "\\App.Thing\\CurVer"), "(no key)");
+}
+
+TEST_F(Rollback, TheScriptWritesBelowTheRootItIsGiven) {
+    HKEY user = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, OLESTR("Software\\Classes"), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                              &user, nullptr),
+              ERROR_SUCCESS);
+    const std::string path = std::string(kRoot) + "\\App.Thing\\CurVer";
+    ASSERT_EQ(RunRegistryScript(kScript.data(), kScript.size(), RegistryMode::Register, {}, user), S_OK);
+    EXPECT_EQ(Value("Software\\Classes\\" + path, nullptr, HKEY_CURRENT_USER), "App.Thing.1");
+    EXPECT_EQ(Value(path), "(no key)");
+    ASSERT_EQ(RunRegistryScript(kScript.data(), kScript.size(), RegistryMode::Unregister, {}, user), S_OK);
+    EXPECT_EQ(Value("Software\\Classes\\" + path, nullptr, HKEY_CURRENT_USER), "(no key)");
+    RegDeleteTreeW(user, Wide(kRoot).c_str());
+    RegCloseKey(user);
+}
+
+} // namespace

@@ -1,0 +1,130 @@
+// Registration through the library's entry points when the registry fails part-way: the
+// native registry can fail any write on demand, so every point of failure is tried, the
+// class keys' and the type library's. And what the user's classes give a host natively.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+#include "tests/component/registry_reader.h"
+
+#include "tarvolin_h.h"
+
+namespace {
+
+using namespace registry_reader;
+
+using EntryPoint = HRESULT(STDAPICALLTYPE*)();
+using Install = HRESULT(STDAPICALLTYPE*)(BOOL, LPCWSTR);
+
+template <typename Function> Function Export(HMODULE module, const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
+}
+
+class FailingRegistry : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_Module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
+        ASSERT_NE(m_Module, nullptr);
+    }
+    void TearDown() override {
+        TarvolinFailRegistryWrite(0, ERROR_SUCCESS);
+        FreeLibrary(m_Module);
+    }
+
+    // Both hives whole: the native registry holds only what the tests put there.
+    static std::string Hives() { return Dump(HKEY_CLASSES_ROOT, "") + Dump(HKEY_CURRENT_USER, ""); }
+
+    // Fails each write of `step` in turn with `error`: no failure changes anything. Gives the
+    // codes of the failures in turn; the step succeeds once nothing fails.
+    template <typename Step> static std::vector<HRESULT> FailEachWrite(Step step, LONG error) {
+        const std::string before = Hives();
+        std::vector<HRESULT> failures;
+        for (unsigned long writes = 0; writes < 200; ++writes) {
+            SCOPED_TRACE("failing write " + std::to_string(writes));
+            TarvolinFailRegistryWrite(writes, error);
+            const HRESULT hr = step();
+            TarvolinFailRegistryWrite(0, ERROR_SUCCESS);
+            if (hr == S_OK) return failures;
+            failures.push_back(hr);
+            EXPECT_EQ(Hives(), before);
+            if (HasFailure()) break;
+        }
+        ADD_FAILURE() << "the step never succeeded";
+        return failures;
+    }
+
+    // The class keys' writes fail with the registry's code, the type library's writes with
+    // the code of its registration, which comes after.
+    static void ExpectFailures(const std::vector<HRESULT>& failures, HRESULT keys, size_t keyWrites) {
+        ASSERT_GT(failures.size(), keyWrites);
+        for (size_t i = 0; i < failures.size(); ++i)
+            EXPECT_EQ(failures[i], i < keyWrites ? keys : TYPE_E_REGISTRYACCESS) << "write " << i;
+    }
+
+    HMODULE m_Module = nullptr;
+};
+
+TEST_F(FailingRegistry, AFailedRegistrationForTheUserOrTheMachineChangesNothing) {
+    auto install = Export<Install>(m_Module, "DllInstall");
+    auto registerServer = Export<EntryPoint>(m_Module, "DllRegisterServer");
+    auto unregisterServer = Export<EntryPoint>(m_Module, "DllUnregisterServer");
+    ASSERT_TRUE(install && registerServer && unregisterServer);
+    const std::string typeLibVersion = "TypeLib\\{E528582E-8B1D-4948-9BA7-CB86CC797672}\\1.0";
+
+    // The 22 keys and values of the class, then the type library; a failure in either step
+    // is undone.
+    HKEY classes = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, OLESTR("Software\\Classes"), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                              &classes, nullptr),
+              ERROR_SUCCESS); // as on every Windows system
+    RegCloseKey(classes);
+    ExpectFailures(FailEachWrite([&] { return install(TRUE, OLESTR("user")); }, ERROR_ACCESS_DENIED), E_ACCESSDENIED,
+                   22);
+    EXPECT_TRUE(KeyExists(UserClasses(typeLibVersion), HKEY_CURRENT_USER));
+    ASSERT_EQ(install(FALSE, OLESTR("user")), S_OK);
+    EXPECT_FALSE(KeyExists(UserClasses(typeLibVersion), HKEY_CURRENT_USER));
+
+    ExpectFailures(FailEachWrite(registerServer, ERROR_OUTOFMEMORY), E_OUTOFMEMORY, 22);
+    EXPECT_TRUE(KeyExists(typeLibVersion));
+    ASSERT_EQ(unregisterServer(), S_OK);
+    EXPECT_FALSE(KeyExists(typeLibVersion));
+}
+
+TEST(UserClasses, AreWhatAHostFindsWhenTheMachineHasNoRegistration) {
+    HMODULE module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
+    ASSERT_NE(module, nullptr);
+    auto install = Export<Install>(module, "DllInstall");
+    auto getClassObject =
+        Export<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, LPVOID*)>(module, "DllGetClassObject");
+    ASSERT_EQ(install(TRUE, OLESTR("user")), S_OK);
+    LPOLESTR progId = nullptr;
+    ASSERT_EQ(ProgIDFromCLSID(CLSID_Parser, &progId), S_OK);
+    EXPECT_EQ(Narrow(progId), "Tarvolin.Parser.1");
+    CoTaskMemFree(progId);
+
+    // A parse error names the ProgID of the user's registration as its source.
+    IClassFactory* factory = nullptr;
+    IParser* parser = nullptr;
+    ASSERT_EQ(getClassObject(CLSID_Parser, IID_IClassFactory, reinterpret_cast<void**>(&factory)), S_OK);
+    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IParser, reinterpret_cast<void**>(&parser)), S_OK);
+    factory->Release();
+    BSTR sql = SysAllocString(OLESTR("SELECT FROM"));
+    EXPECT_EQ(parser->ParseSQL(sql), DISP_E_EXCEPTION);
+    SysFreeString(sql);
+    parser->Release();
+    IErrorInfo* info = nullptr;
+    ASSERT_EQ(GetErrorInfo(0, &info), S_OK);
+    BSTR source = nullptr;
+    EXPECT_EQ(info->GetSource(&source), S_OK);
+    EXPECT_EQ(Narrow(source ? source : OLESTR("")), "Tarvolin.Parser.1");
+    SysFreeString(source);
+    info->Release();
+
+    ASSERT_EQ(install(FALSE, OLESTR("user")), S_OK);
+    EXPECT_EQ(ProgIDFromCLSID(CLSID_Parser, &progId), REGDB_E_CLASSNOTREG);
+    FreeLibrary(module);
+}
+
+} // namespace
