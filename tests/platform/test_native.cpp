@@ -90,4 +90,33 @@ TEST(NativeModules, ResourcesGoWithTheirModuleAndWindowsImagesDoNotLoad) {
     EXPECT_EQ(GetModuleHandleW(path.c_str()), nullptr);
 }
 
+TEST(UserTypeLibraries, GoBelowTheUsersClassesAndAreFoundBeforeTheMachines) {
+    // {5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68} version 3.12, lcid 0x407: platformtest.idl.
+    const GUID libid = {0x5C2E8F41, 0x7A93, 0x4B6D, {0x8E, 0x15, 0x3F, 0x9A, 0x0C, 0x7D, 0x2B, 0x68}};
+    const std::u16string key = u"TypeLib\\{5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}";
+    const std::u16string file = PlatformPath(TEST_PLATFORM_TLB_PATH), elsewhere = file + u".machine";
+    ITypeLib* library = nullptr;
+    ASSERT_EQ(LoadTypeLibEx(file.c_str(), REGKIND_NONE, &library), S_OK);
+    ASSERT_EQ(RegisterTypeLib(library, const_cast<LPOLESTR>(elsewhere.c_str()), nullptr), S_OK);
+    EXPECT_EQ(UnRegisterTypeLibForUser(libid, 3, 12, 0x407, SYS_WIN64), E_INVALIDARG); // the machine's only
+    ASSERT_EQ(RegisterTypeLibForUser(library, const_cast<LPOLESTR>(file.c_str()), nullptr), S_OK);
+    HKEY user = nullptr;
+    EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, (u"Software\\Classes\\" + key + u"\\3.c\\407\\win64").c_str(), 0,
+                            KEY_READ, &user),
+              ERROR_SUCCESS);
+    RegCloseKey(user);
+    BSTR found = nullptr;
+    ASSERT_EQ(QueryPathOfRegTypeLib(libid, 3, 12, 0x407, &found), S_OK);
+    EXPECT_EQ(std::u16string(found), file);
+    SysFreeString(found);
+
+    // Gone for the user, the machine's registration is what is found again.
+    EXPECT_EQ(UnRegisterTypeLibForUser(libid, 3, 12, 0x407, SYS_WIN64), S_OK);
+    ASSERT_EQ(QueryPathOfRegTypeLib(libid, 3, 12, 0x407, &found), S_OK);
+    EXPECT_EQ(std::u16string(found), elsewhere);
+    SysFreeString(found);
+    library->Release();
+    RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str());
+}
+
 } // namespace

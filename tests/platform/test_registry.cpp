@@ -112,6 +112,42 @@ TEST_F(Registry, DeletingKeysAndTrees) {
     EXPECT_FALSE(KeyExists(kRoot + "\\CLSID"));
 }
 
+TEST_F(Registry, ValuesAreListedAndDeletedAndTheUsersClassesAreTheirOwnTree) {
+    HKEY key = Create(kRoot + "\\Values");
+    ASSERT_EQ(Set(key, nullptr, OLESTR("default")), ERROR_SUCCESS);
+    ASSERT_EQ(Set(key, OLESTR("ThreadingModel"), OLESTR("Both")), ERROR_SUCCESS);
+    // Every value once, named in the case it was written with, with its type and bytes.
+    std::string listed;
+    for (DWORD i = 0;; ++i) {
+        OLECHAR name[64];
+        BYTE data[64];
+        DWORD length = 64, size = sizeof data, type = REG_NONE;
+        const LONG rc = RegEnumValueW(key, i, name, &length, nullptr, &type, data, &size);
+        if (rc == ERROR_NO_MORE_ITEMS) break;
+        ASSERT_EQ(rc, ERROR_SUCCESS);
+        listed += "[" + Narrow(name) + "=" + Narrow(reinterpret_cast<OLECHAR*>(data)) + "/" + std::to_string(size) +
+                  "/" + std::to_string(type) + "]";
+    }
+    EXPECT_TRUE(listed == "[=default/16/1][ThreadingModel=Both/10/1]" ||
+                listed == "[ThreadingModel=Both/10/1][=default/16/1]")
+        << listed;
+    EXPECT_EQ(RegDeleteValueW(key, OLESTR("threadingmodel")), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteValueW(key, OLESTR("ThreadingModel")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(Get(key, OLESTR("ThreadingModel")), "(missing)");
+    EXPECT_EQ(Get(key, nullptr), "default");
+    RegCloseKey(key);
+
+    // The user's classes are a tree apart: what is written there is not in the machine's.
+    const std::string user = "Software\\Classes\\" + kRoot;
+    RegCloseKey(Create(user + "\\OnlyForTheUser", nullptr, HKEY_CURRENT_USER));
+    HKEY found = nullptr;
+    EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, Wide(user + "\\OnlyForTheUser").c_str(), 0, KEY_READ, &found),
+              ERROR_SUCCESS);
+    RegCloseKey(found);
+    EXPECT_FALSE(KeyExists(kRoot + "\\OnlyForTheUser"));
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, Wide(user).c_str()), ERROR_SUCCESS);
+}
+
 // {5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}, version 3.12, lcid 0x407, hidden: platformtest.idl.
 const GUID kTestLibrary = {0x5C2E8F41, 0x7A93, 0x4B6D, {0x8E, 0x15, 0x3F, 0x9A, 0x0C, 0x7D, 0x2B, 0x68}};
 const std::string kKey = "TypeLib\\{5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}";
