@@ -25,7 +25,24 @@ fi
 # Start this prefix's server first: otherwise every test waits for it to shut down.
 wineserver -p || true # already running is fine
 wine wineboot </dev/null >/dev/null 2>&1 || true
+
+# A second prefix in which nothing is ever registered, for registration-free use. It is
+# made once and kept (nothing registers in it, and its test checks that); its server runs
+# beside the first one's for the tests.
+fresh_prefix() {
+  export TARVOLIN_FRESH_WINEPREFIX="$build/wineprefix-fresh"
+  if [ ! -f "$TARVOLIN_FRESH_WINEPREFIX/system.reg" ]; then
+    WINEPREFIX="$TARVOLIN_FRESH_WINEPREFIX" wineboot -i </dev/null >/dev/null 2>&1 || true
+    WINEPREFIX="$TARVOLIN_FRESH_WINEPREFIX" wineserver -w || true
+  fi
+  WINEPREFIX="$TARVOLIN_FRESH_WINEPREFIX" wineserver -p || true
+  WINEPREFIX="$TARVOLIN_FRESH_WINEPREFIX" wine wineboot </dev/null >/dev/null 2>&1 || true
+}
+stop_fresh_prefix() { WINEPREFIX="$TARVOLIN_FRESH_WINEPREFIX" wineserver -k || true; }
+fresh_prefix
+
 status=0
 (cd "$build" && ctest --output-on-failure -j"$jobs") || status=$?
 wineserver -k || true
+stop_fresh_prefix
 exit $status

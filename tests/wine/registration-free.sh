@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# Registration-free use of the component in a Wine prefix where nothing was ever
+# registered: a host with an application manifest that depends on the component's assembly
+# finds tarvolin.dll through Tarvolin.manifest beside it, and a manifest whose DLL is
+# missing gives the host HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND).
+#
+#   registration-free.sh HOST_EXE HOST_MANIFEST DLL COMPONENT_MANIFEST
+#
+# The prefix is TARVOLIN_FRESH_WINEPREFIX, which scripts/windows-tests.sh creates and whose
+# server it runs; this test never registers anything in it, and checks that nothing is.
+# Keys are read in the 64-bit view (reg /reg:64): where Wine's 32-bit loader is installed,
+# `wine reg` is the 32-bit reg.exe, which sees HKEY_CLASSES_ROOT\CLSID redirected.
+if [ -z "${TARVOLIN_FRESH_WINEPREFIX:-}" ]; then
+    echo "FAIL: TARVOLIN_FRESH_WINEPREFIX is not set; run the Windows tests with scripts/windows-tests.sh" >&2
+    exit 1
+fi
+export WINEPREFIX="$TARVOLIN_FRESH_WINEPREFIX"
+. "$(dirname "$0")/wine-env.sh"
+
+if [ $# -ne 4 ]; then
+    echo "usage: registration-free.sh HOST_EXE HOST_MANIFEST DLL COMPONENT_MANIFEST" >&2
+    exit 2
+fi
+host=$1 host_manifest=$2 dll=$3 component_manifest=$4
+for file in "$host" "$host_manifest" "$dll" "$component_manifest"; do
+    [ -f "$file" ] || { echo "FAIL: no file <$file>"; exit 1; }
+done
+
+# nothing_registered WHEN: neither the machine's nor the user's classes know the component.
+nothing_registered() {
+    local key rc
+    for key in "HKEY_CLASSES_ROOT\\CLSID\\$PARSER_CLSID" "HKEY_CLASSES_ROOT\\Tarvolin.Parser" \
+               "HKEY_CLASSES_ROOT\\TypeLib\\$PARSER_LIBID" \
+               "HKEY_CURRENT_USER\\Software\\Classes\\CLSID\\$PARSER_CLSID" \
+               "HKEY_CURRENT_USER\\Software\\Classes\\TypeLib\\$PARSER_LIBID"; do
+        rc=0
+        run_wine "$wine_tmp/query" reg query "$key" /reg:64 || rc=$?
+        if [ "$rc" -ne 0 ]; then echo "ok   $1: $key is not there"; else expect "$1: $key" "present" "not there"; fi
+    done
+}
+
+# stage DIR FILE...: a folder of its own holding the files, as an application is copied.
+stage() {
+    local dir=$1
+    shift
+    rm -rf "$dir"
+    mkdir -p "$dir"
+    cp "$@" "$dir/"
+}
+
+nothing_registered "before"
+readonly app="$(dirname "$host")/regfree-app"
+stage "$app" "$host" "$host_manifest" "$dll" "$component_manifest"
+run_client "$app/$(basename "$host")" use
+readonly missing="$(dirname "$host")/regfree-missing"
+stage "$missing" "$host" "$host_manifest" "$component_manifest"
+run_client "$missing/$(basename "$host")" missing
+nothing_registered "after"
+finish
