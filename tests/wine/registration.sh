@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# What regsvr32 writes to the registry for tarvolin.dll, and what it removes again.
+# What regsvr32 writes to the registry for tarvolin.dll, and what it removes again. Keys
+# are read and written in the 64-bit view (reg /reg:64): where Wine's 32-bit loader is
+# installed, `wine reg` is the 32-bit reg.exe, which sees HKEY_CLASSES_ROOT\CLSID redirected.
 #
 #   registration.sh register DLL     registers DLL and checks every key and value; a stale
 #                                    subkey of the class key does not survive registration
@@ -19,7 +21,7 @@ readonly CLASS_KEY="HKEY_CLASSES_ROOT\\CLSID\\$PARSER_CLSID"
 readonly TYPELIB_KEY="HKEY_CLASSES_ROOT\\TypeLib\\$PARSER_LIBID"
 
 # query NAME KEY: `reg query KEY /s` into the file NAME; returns reg's exit code.
-query() { run_wine "$wine_tmp/$1" reg query "$2" /s; }
+query() { run_wine "$wine_tmp/$1" reg query "$2" /s /reg:64; }
 
 # key_in NAME KEY: whether the dump NAME lists KEY.
 key_in() { grep -qixF -- "$2" "$wine_tmp/$1"; }
@@ -40,7 +42,7 @@ value_in() {
 # absent WHAT KEY: KEY must not exist.
 absent() {
     local rc=0
-    run_wine "$wine_tmp/absent" reg query "$2" || rc=$?
+    run_wine "$wine_tmp/absent" reg query "$2" /reg:64 || rc=$?
     if [ "$rc" -ne 0 ]; then echo "ok   $1: gone"; else expect "$1" "present" "gone"; fi
 }
 
@@ -48,7 +50,7 @@ case "$mode" in
 register)
     # Content left under the class key by an earlier version must not survive: the
     # registration replaces the class key as a whole.
-    run_wine "$wine_tmp/add" reg add "$CLASS_KEY\\StaleSubkey" /ve /d stale /f
+    run_wine "$wine_tmp/add" reg add "$CLASS_KEY\\StaleSubkey" /ve /d stale /f /reg:64
     expect "reg add of a stale subkey under the class key" "$?" 0
 
     rc=0
@@ -88,7 +90,7 @@ unregister)
     absent "$CLASS_KEY" "$CLASS_KEY"
     absent "$TYPELIB_KEY" "$TYPELIB_KEY"
     rc=0
-    run_wine "$wine_tmp/classes" reg query "HKEY_CLASSES_ROOT\\CLSID" || rc=$?
+    run_wine "$wine_tmp/classes" reg query "HKEY_CLASSES_ROOT\\CLSID" /reg:64 || rc=$?
     expect "HKEY_CLASSES_ROOT\\CLSID remains (reg query exit code)" "$rc" 0
 
     # Unregistering what is not registered is no error either.
