@@ -45,7 +45,7 @@ std::string Narrow(const OLECHAR* text) {
 // Calls a member of an object by name: a method with one string argument, or a property
 // read (with an optional index). The result goes to `result`.
 HRESULT Call(IDispatch* object, const wchar_t* name, WORD kind, VARIANT* argument, VARIANT* result,
-             std::string* error = nullptr) {
+             std::string* error = nullptr, std::string* source = nullptr) {
     DISPID id = 0;
     LPOLESTR names[] = {const_cast<LPOLESTR>(name)};
     HRESULT hr = object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
@@ -55,17 +55,18 @@ HRESULT Call(IDispatch* object, const wchar_t* name, WORD kind, VARIANT* argumen
     VariantInit(result);
     hr = object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, kind, &params, result, &exception, nullptr);
     if (error) *error = Narrow(exception.bstrDescription);
+    if (source) *source = Narrow(exception.bstrSource);
     SysFreeString(exception.bstrSource);
     SysFreeString(exception.bstrDescription);
     SysFreeString(exception.bstrHelpFile);
     return hr;
 }
 
-HRESULT Parse(IDispatch* parser, const wchar_t* sql, std::string* error = nullptr) {
+HRESULT Parse(IDispatch* parser, const wchar_t* sql, std::string* error = nullptr, std::string* source = nullptr) {
     VARIANT argument, result;
     argument.vt = VT_BSTR;
     argument.bstrVal = SysAllocString(sql);
-    const HRESULT hr = Call(parser, L"ParseSQL", DISPATCH_METHOD, &argument, &result, error);
+    const HRESULT hr = Call(parser, L"ParseSQL", DISPATCH_METHOD, &argument, &result, error, source);
     VariantClear(&argument);
     VariantClear(&result);
     return hr;
@@ -134,10 +135,12 @@ void UseParser() {
         if (object) object->Release();
 
     // A statement that does not parse: the description reaches the host.
-    std::string error;
-    hr = Parse(parser, L"SELECT FROM", &error);
+    std::string error, source;
+    hr = Parse(parser, L"SELECT FROM", &error, &source);
     Check("ParseSQL of a bad statement", hr == DISP_E_EXCEPTION, Hex(hr));
     Check("its description", error.compare(0, 11, "Parse error") == 0, error.substr(0, error.find('\n')));
+    // The source is the class's ProgID, which ProgIDFromCLSID finds in the manifest.
+    Check("its source", source == "Tarvolin.Parser.1", source);
     parser->Release();
 }
 
