@@ -81,10 +81,12 @@ public:
             m_Key = HKEY_CLASSES_ROOT;
             return ERROR_SUCCESS;
         }
+        // Deleting trees below it (ForceRemove, unregistering) needs more than KEY_WRITE; the
+        // user owns these keys.
         const OLECHAR* path = OLESTR("Software\\Classes");
-        return create ? RegCreateKeyExW(HKEY_CURRENT_USER, path, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                                        KEY_READ | KEY_WRITE, nullptr, &m_Key, nullptr)
-                      : RegOpenKeyExW(HKEY_CURRENT_USER, path, 0, KEY_READ | KEY_WRITE, &m_Key);
+        return create ? RegCreateKeyExW(HKEY_CURRENT_USER, path, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                                        nullptr, &m_Key, nullptr)
+                      : RegOpenKeyExW(HKEY_CURRENT_USER, path, 0, KEY_ALL_ACCESS, &m_Key);
     }
     HKEY Key() const { return m_Key; }
 

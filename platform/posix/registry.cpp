@@ -32,6 +32,7 @@ struct Node {
     Text name;                                      // lower-cased, the key in the parent's map
     Text display;                                   // as created
     bool deleted = false;                           // open handles outlive their key
+    bool isVolatile = false;                        // REG_OPTION_VOLATILE: only volatile keys below
 };
 
 // What an HKEY other than HKEY_CLASSES_ROOT points to.
@@ -137,7 +138,8 @@ LONG Open(std::shared_ptr<Node> node, HKEY* result) {
 
 } // namespace
 
-LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD, REGSAM, void*, HKEY* result, DWORD* disposition) {
+LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD options, REGSAM, void*, HKEY* result,
+                     DWORD* disposition) {
     if (!result) return ERROR_INVALID_PARAMETER;
     Registry& r = TheRegistry();
     std::lock_guard<std::mutex> guard(r.lock);
@@ -145,8 +147,20 @@ LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD, REGSAM, voi
     LONG rc = Resolve(parent, node);
     if (rc != ERROR_SUCCESS) return rc;
     const std::vector<Text> parts = Components(sub);
-    // Creating keys is one write, which fails before anything is created.
-    if (!Find(node, parts) && (rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
+    // The deepest key that exists; below a volatile one only volatile keys can be created.
+    std::shared_ptr<Node> existing = node;
+    size_t found = 0;
+    for (; found < parts.size(); ++found) {
+        auto it = existing->children.find(Lower(parts[found].c_str()));
+        if (it == existing->children.end()) break;
+        existing = it->second;
+    }
+    const bool isVolatile = (options & REG_OPTION_VOLATILE) != 0;
+    if (found < parts.size()) {
+        if (existing->isVolatile && !isVolatile) return ERROR_CHILD_MUST_BE_VOLATILE;
+        // Creating keys is one write, which fails before anything is created.
+        if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
+    }
     bool created = false;
     for (const Text& part : parts) {
         const Text name = Lower(part.c_str());
@@ -156,6 +170,7 @@ LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD, REGSAM, voi
             child->parent = node.get();
             child->name = name;
             child->display = part;
+            child->isVolatile = isVolatile;
             created = true;
         }
         node = child;

@@ -144,4 +144,31 @@ TEST(Server, InstallsForTheCurrentUserAndRefusesWhatItDoesNotKnow) {
     FreeLibrary(module);
 }
 
+TEST(Server, ARegistrationThatFailsPartWayLeavesTheRegistryAsItWas) {
+    // Below a volatile key only volatile keys can be created: with Tarvolin.Parser volatile,
+    // registering for the user fails after Tarvolin.Parser.1 and the new default value of
+    // Tarvolin.Parser are written, at the key Tarvolin.Parser\CLSID.
+    const std::string progId = UserClasses("Tarvolin.Parser");
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, Wide(progId).c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS,
+                              nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    const OleText older = OLESTR("Older Parser");
+    ASSERT_EQ(RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(older.c_str()),
+                             static_cast<DWORD>((older.size() + 1) * sizeof(OLECHAR))),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+    HMODULE module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
+    ASSERT_NE(module, nullptr);
+    auto install = Export<Install>(module, "DllInstall");
+    ASSERT_NE(install, nullptr);
+
+    EXPECT_EQ(install(TRUE, OLESTR("user")), HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE));
+    EXPECT_EQ(Value(progId, nullptr, HKEY_CURRENT_USER), "Older Parser");
+    for (const std::string& gone : {progId + "\\CLSID", progId + ".1", UserClasses("CLSID\\{621D0E5D-88BE-4A68-9187-98FDFBE88824}")})
+        EXPECT_FALSE(KeyExists(gone, HKEY_CURRENT_USER)) << gone;
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, Wide(progId).c_str()), ERROR_SUCCESS);
+    FreeLibrary(module);
+}
+
 } // namespace
