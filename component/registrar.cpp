@@ -387,8 +387,9 @@ HRESULT RegistryBackup::Restore() {
                 if (!record.existed) continue;
                 for (const SavedKey& saved : record.keys) {
                     HKEY key = nullptr;
-                    const LONG created = RegCreateKeyExW(record.root, Join(record.path, saved.path).c_str(), 0, nullptr,
-                                                         REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr, &key, nullptr);
+                    const OleString path = Join(record.path, saved.path);
+                    const LONG created = RegCreateKeyExW(record.root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                                         KEY_WRITE, nullptr, &key, nullptr);
                     if (created != ERROR_SUCCESS) {
                         note(created);
                         continue;
@@ -408,9 +409,10 @@ HRESULT RegistryBackup::Restore() {
             for (const SavedValue& v : record.keys.front().values) {
                 if (v.present) {
                     setValue(key, v);
-                } else if ((rc = RegDeleteValueW(key, v.name.c_str())) != ERROR_SUCCESS && rc != ERROR_FILE_NOT_FOUND) {
-                    note(rc);
+                    continue;
                 }
+                rc = RegDeleteValueW(key, v.name.c_str());
+                if (rc != ERROR_SUCCESS && rc != ERROR_FILE_NOT_FOUND) note(rc);
             }
             RegCloseKey(key);
             // A key that registration created goes again, unless others' keys are below it now.

@@ -97,7 +97,8 @@ def component_manifest(rgs_text, idl_text, dll_name, arch):
     if tlbid.upper() != libid:
         raise ValueError("the registry script names type library %s, the IDL's is %s" % (tlbid, libid))
     for name in (progid, independent):
-        if tree["keys"].get(name.lower(), {}).get("keys", {}).get("clsid", {}).get("default", "").upper() != parser_clsid:
+        leads_to = tree["keys"].get(name.lower(), {}).get("keys", {}).get("clsid", {}).get("default", "")
+        if leads_to.upper() != parser_clsid:
             raise ValueError("ProgID %s does not lead to %s in the registry script" % (name, parser_clsid))
     return "\n".join([
         '<?xml version="1.0" encoding="UTF-8" standalone="yes"?>',

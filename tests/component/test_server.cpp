@@ -165,7 +165,8 @@ TEST(Server, ARegistrationThatFailsPartWayLeavesTheRegistryAsItWas) {
 
     EXPECT_EQ(install(TRUE, OLESTR("user")), HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE));
     EXPECT_EQ(Value(progId, nullptr, HKEY_CURRENT_USER), "Older Parser");
-    for (const std::string& gone : {progId + "\\CLSID", progId + ".1", UserClasses("CLSID\\{621D0E5D-88BE-4A68-9187-98FDFBE88824}")})
+    const std::string classKey = UserClasses("CLSID\\{621D0E5D-88BE-4A68-9187-98FDFBE88824}");
+    for (const std::string& gone : {progId + "\\CLSID", progId + ".1", classKey})
         EXPECT_FALSE(KeyExists(gone, HKEY_CURRENT_USER)) << gone;
     EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, Wide(progId).c_str()), ERROR_SUCCESS);
     FreeLibrary(module);

@@ -52,7 +52,11 @@ fi
 # Refused command lines write nothing; removing what was never registered is no error.
 for bad in bogus "user machine" users; do
     rc="$(regsvr32_rc /n "/i:$bad" "$dll_path")"
-    if [ "$rc" -ne 0 ]; then echo "ok   regsvr32 /n /i:$bad fails (exit code $rc)"; else expect "regsvr32 /n /i:$bad" "$rc" "not 0"; fi
+    if [ "$rc" -ne 0 ]; then
+        echo "ok   regsvr32 /n /i:$bad fails (exit code $rc)"
+    else
+        expect "regsvr32 /n /i:$bad" "$rc" "not 0"
+    fi
 done
 if exists "$USER_CLASSES\\Tarvolin.Parser"; then expect "after refused command lines" "keys written" "nothing"; fi
 expect "regsvr32 /u /n /i:user with nothing registered" "$(regsvr32_rc /u /n /i:user "$dll_path")" 0
@@ -65,7 +69,11 @@ expect "$CLASS_KEY\\ProgID" "$(value "$USER_CLASSES\\$CLASS_KEY\\ProgID")" "Tarv
 expect "$CLASS_KEY\\InprocServer32" "$(value "$USER_CLASSES\\$CLASS_KEY\\InprocServer32")" "$dll_path"
 expect "  ThreadingModel" "$(value "$USER_CLASSES\\$CLASS_KEY\\InprocServer32" ThreadingModel)" "Apartment"
 expect "$CLASS_KEY\\TypeLib" "$(value "$USER_CLASSES\\$CLASS_KEY\\TypeLib")" "$PARSER_LIBID"
-if exists "HKEY_CLASSES_ROOT\\$CLASS_KEY"; then expect "the machine's class key" "written" "untouched"; else echo "ok   the machine's class key is untouched"; fi
+if exists "HKEY_CLASSES_ROOT\\$CLASS_KEY"; then
+    expect "the machine's class key" "written" "untouched"
+else
+    echo "ok   the machine's class key is untouched"
+fi
 # Where the type library's registration for the user goes is Wine's choice: report it.
 for root in "$USER_CLASSES" "HKEY_CLASSES_ROOT"; do
     if exists "$root\\TypeLib\\$PARSER_LIBID\\1.0"; then
