@@ -200,17 +200,22 @@ LONG SetString(HKEY key, const OLECHAR* name, const OleString& value) {
                           static_cast<DWORD>((value.size() + 1) * sizeof(OLECHAR)));
 }
 
-LONG Register(const std::vector<ScriptKey>& keys) {
+// Writes the keys of the script; with sharedOnly only those outside CLSID, in the registry
+// view given, without deleting ForceRemove keys first.
+LONG Register(const std::vector<ScriptKey>& keys, bool sharedOnly, REGSAM view) {
     KeyHandles handles(keys.size());
+    std::vector<bool> classKeys(keys.size()); // CLSID and the keys below it
     for (size_t i = 0; i < keys.size(); ++i) {
         const ScriptKey& k = keys[i];
+        classKeys[i] = k.parent < 0 ? SameWord(k.name, "CLSID") : classKeys[static_cast<size_t>(k.parent)];
+        if (sharedOnly && classKeys[i]) continue;
         HKEY parent = k.parent < 0 ? HKEY_CLASSES_ROOT : handles[static_cast<size_t>(k.parent)];
-        if (k.forceRemove) {
+        if (k.forceRemove && !sharedOnly) {
             const LONG rc = RegDeleteTreeW(parent, k.name.c_str());
             if (rc != ERROR_SUCCESS && rc != ERROR_FILE_NOT_FOUND) return rc;
         }
-        LONG rc = RegCreateKeyExW(parent, k.name.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_READ | KEY_WRITE,
-                                  nullptr, &handles[i], nullptr);
+        LONG rc = RegCreateKeyExW(parent, k.name.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                  KEY_READ | KEY_WRITE | view, nullptr, &handles[i], nullptr);
         if (rc != ERROR_SUCCESS) return rc;
         if (k.hasDefault && (rc = SetString(handles[i], nullptr, k.defaultValue)) != ERROR_SUCCESS) return rc;
         for (const auto& v : k.values)
@@ -243,7 +248,7 @@ LONG Unregister(const std::vector<ScriptKey>& keys) {
 } // namespace
 
 HRESULT RunRegistryScript(const char* script, size_t length, RegistryMode mode,
-                          const std::vector<RegistryReplacement>& replacements) {
+                          const std::vector<RegistryReplacement>& replacements, REGSAM view) {
     if (!script && length) return E_INVALIDARG;
     try {
         // The script is narrow text in the ANSI code page.
@@ -258,7 +263,8 @@ HRESULT RunRegistryScript(const char* script, size_t length, RegistryMode mode,
         }
         std::vector<ScriptKey> keys;
         if (!ParseScript(text, replacements, keys)) return E_INVALIDARG;
-        const LONG rc = mode == RegistryMode::Register ? Register(keys) : Unregister(keys);
+        const LONG rc = mode == RegistryMode::Unregister ? Unregister(keys)
+                                                         : Register(keys, mode == RegistryMode::RegisterShared, view);
         return rc == ERROR_SUCCESS ? S_OK : HRESULT_FROM_WIN32(static_cast<unsigned long>(rc));
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;

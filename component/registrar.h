@@ -25,7 +25,9 @@
 
 using OleString = std::basic_string<OLECHAR>;
 
-enum class RegistryMode { Register, Unregister };
+// RegisterShared writes only the keys outside HKEY_CLASSES_ROOT\CLSID (the ProgIDs), the
+// ones that 64-bit Windows keeps once for 32-bit and 64-bit programs, and deletes nothing.
+enum class RegistryMode { Register, Unregister, RegisterShared };
 
 struct RegistryReplacement {
     OleString name;  // without the percent signs
@@ -38,6 +40,7 @@ struct RegistryReplacement {
 // still holds subkeys the script does not name is left in place, and keys already gone
 // are no error. The whole script is checked before the registry is touched: a malformed
 // one gives E_INVALIDARG and changes nothing. A failing registry call ends the run with
-// its code as an HRESULT.
+// its code as an HRESULT. view (KEY_WOW64_32KEY or KEY_WOW64_64KEY) chooses the registry
+// view that RegisterShared writes to; 0 is the caller's own.
 HRESULT RunRegistryScript(const char* script, size_t length, RegistryMode mode,
-                          const std::vector<RegistryReplacement>& replacements);
+                          const std::vector<RegistryReplacement>& replacements, REGSAM view = 0);
