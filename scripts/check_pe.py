@@ -51,6 +51,7 @@ class Image:
         self.directories = [struct.unpack_from("<II", data, directories + 8 * i) for i in range(count)]
         table = optional + optional_size
         self.sections = [struct.unpack_from("<IIII", data, table + 40 * i + 8) for i in range(sections)]
+        self.resource_offsets = {}  # where in the file each resource that resources() found starts
 
     def u16(self, offset):
         return struct.unpack_from("<H", self.data, offset)[0]
@@ -110,6 +111,7 @@ class Image:
                     rva, size = struct.unpack_from("<II", self.data, root + target)
                     start = self.offset(rva)
                     found[path + (key,)] = self.data[start:start + size]
+                    self.resource_offsets[path + (key,)] = start
         return found
 
 
@@ -209,8 +211,8 @@ def self_test(data, args):
     if image.exports()[0]:
         fault("another ordinal base", exports_at + 16, image.u32(exports_at + 16) + 1, 4)
     resources = image.resources()
-    for (kind, _, _), value in resources.items():
-        start = data.find(value)
+    for key, value in resources.items():
+        kind, start = key[0], image.resource_offsets[key]
         if kind == "TYPELIB":
             fault("a type library for another platform", start + 20, image.u32(start + 20) ^ 2, 4)
         elif kind == RT_STRING:
