@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks a Windows build of the component without running it: that a DLL is made for the
 intended machine, exports what the module definition file names with the same ordinals and
-nothing else, carries the resources of its resource script, and that its type library
+nothing else, needs none of MinGW's runtime DLLs, carries the resources of its resource script, and that its type library
 describes the intended platform.
 
   check_pe.py DLL --machine x86|x64 --rc RC [-I DIR]... [--def DEF]
@@ -27,6 +27,7 @@ import rc_resources  # noqa: E402  (the resource script reader of the native bui
 MACHINES = {"x86": (0x14C, 0x10B, 1), "x64": (0x8664, 0x20B, 3)}  # machine, optional magic, SYSKIND
 SYSKIND_NAMES = {0: "SYS_WIN16", 1: "SYS_WIN32", 2: "SYS_MAC", 3: "SYS_WIN64"}
 RT_STRING = 6
+MINGW_RUNTIME = re.compile(r"^lib(gcc|stdc\+\+|winpthread)", re.I)
 
 
 class PeError(Exception):
@@ -84,6 +85,18 @@ class Image:
             name = self.c_string(self.u32(self.offset(name_table) + 4 * i))
             result[name] = base + self.u16(self.offset(ordinal_table) + 2 * i)
         return result, functions
+
+    def imports(self):
+        """The names of the DLLs the image imports from."""
+        at, _ = self.directory(1)
+        names = []
+        while at is not None:
+            name = self.u32(at + 12)
+            if not name:
+                break
+            names.append(self.c_string(name))
+            at += 20
+        return names
 
     def resources(self):
         """{(type, name, language): bytes}; types and names are numbers or upper-case strings."""
@@ -167,6 +180,10 @@ def check(data, args, quiet=False):
         expected = def_exports(args.def_file) if args.def_file else {}
         expect("exports by name and ordinal", sorted(exports.items()), sorted(expected.items()))
         expect("number of exported addresses", functions, len(expected))
+        # The C++ runtime and its helpers are linked in: a DLL that needs MinGW's own DLLs
+        # does not load on a machine without them.
+        expect("no MinGW runtime DLL among the imports",
+               [name for name in image.imports() if MINGW_RUNTIME.match(name)], [])
 
         resources = image.resources()
         script = rc_resources.Script(args.rc, args.include)
@@ -210,6 +227,12 @@ def self_test(data, args):
     exports_at, _ = image.directory(0)
     if image.exports()[0]:
         fault("another ordinal base", exports_at + 16, image.u32(exports_at + 16) + 1, 4)
+    imports_at, _ = image.directory(1)
+    if image.imports():
+        name = image.offset(image.u32(imports_at + 12))
+        copy = bytearray(data)
+        copy[name:name + 6] = b"libgcc"
+        faults.append(("an import from libgcc", bytes(copy)))
     resources = image.resources()
     for key, value in resources.items():
         kind, start = key[0], image.resource_offsets[key]
