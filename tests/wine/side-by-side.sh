@@ -3,6 +3,12 @@
 # class and the type library of its own DLL, each script host creates the parser from its
 # own DLL, and unregistering either DLL leaves the other one working.
 #
+# 64-bit Windows keeps one set of ProgIDs for both views, so unregistering one DLL removes
+# the other's ProgIDs too, and the unregistration writes them back. Wine keeps a set per
+# view: before each unregistration the other view's ProgIDs are removed by hand, as Windows
+# would remove them, and the other script host, which creates the parser by its ProgID,
+# must find them again.
+#
 #   side-by-side.sh X64_DLL X86_DLL WALK.JS
 . "$(dirname "$0")/wine-env.sh"
 
@@ -41,6 +47,17 @@ registered() {
     expect "$1 view: TypeLib 1.0\\0\\$TYPELIB_PLATFORM" "$typelib" "$2"
 }
 
+# drop_progids ARCH: removes the ProgIDs from the registry view of ARCH.
+drop_progids() {
+    use_arch "$1"
+    local progid rc
+    for progid in Tarvolin.Parser Tarvolin.Parser.1; do
+        rc=0
+        run_tool "$wine_tmp/delete" reg delete "HKEY_CLASSES_ROOT\\$progid" /f || rc=$?
+        expect "$1 view: reg delete $progid" "$rc" 0
+    done
+}
+
 # walks ARCH: the JScript walk under the script host of ARCH, which can only load the DLL
 # of its own architecture.
 walks() {
@@ -68,6 +85,7 @@ registered x86 "$x86_path"
 walks x64
 walks x86
 
+drop_progids x64
 registration x86 UNREGISTER
 registered x86 none
 creation_fails x86
@@ -75,6 +93,7 @@ registered x64 "$x64_path"
 walks x64
 
 registration x86 REGISTER
+drop_progids x86
 registration x64 UNREGISTER
 registered x64 none
 creation_fails x64
