@@ -21,6 +21,7 @@ import re
 import struct
 import sys
 
+sys.dont_write_bytecode = True  # the tests run it from the source tree, which stays clean
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import rc_resources  # noqa: E402  (the resource script reader of the native build)
 
