@@ -80,3 +80,7 @@ if [ "${TARVOLIN_NO_WINDOWS:-0}" != 1 ] && ! installed wine32:i386; then
   install_wine32 ||
     echo "install-deps: 32-bit Wine could not be installed (see above); the x86 build's runtime tests will be skipped"
 fi
+# Whatever happened to 32-bit Wine, everything else must be there.
+for p in "${packages[@]}"; do
+  installed "$p" || { echo "install-deps: $p could not be installed" >&2; exit 1; }
+done
