@@ -200,17 +200,22 @@ LONG SetString(HKEY key, const OLECHAR* name, const OleString& value) {
                           static_cast<DWORD>((value.size() + 1) * sizeof(OLECHAR)));
 }
 
-LONG Register(const std::vector<ScriptKey>& keys, HKEY root) {
+// Writes the keys of the script below root; with sharedOnly only those outside CLSID, in
+// the registry view given, without deleting ForceRemove keys first.
+LONG Register(const std::vector<ScriptKey>& keys, HKEY root, bool sharedOnly, REGSAM view) {
     KeyHandles handles(keys.size());
+    std::vector<bool> classKeys(keys.size()); // CLSID and the keys below it
     for (size_t i = 0; i < keys.size(); ++i) {
         const ScriptKey& k = keys[i];
+        classKeys[i] = k.parent < 0 ? SameWord(k.name, "CLSID") : classKeys[static_cast<size_t>(k.parent)];
+        if (sharedOnly && classKeys[i]) continue;
         HKEY parent = k.parent < 0 ? root : handles[static_cast<size_t>(k.parent)];
-        if (k.forceRemove) {
+        if (k.forceRemove && !sharedOnly) {
             const LONG rc = RegDeleteTreeW(parent, k.name.c_str());
             if (rc != ERROR_SUCCESS && rc != ERROR_FILE_NOT_FOUND) return rc;
         }
-        LONG rc = RegCreateKeyExW(parent, k.name.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_READ | KEY_WRITE,
-                                  nullptr, &handles[i], nullptr);
+        LONG rc = RegCreateKeyExW(parent, k.name.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                  KEY_READ | KEY_WRITE | view, nullptr, &handles[i], nullptr);
         if (rc != ERROR_SUCCESS) return rc;
         if (k.hasDefault && (rc = SetString(handles[i], nullptr, k.defaultValue)) != ERROR_SUCCESS) return rc;
         for (const auto& v : k.values)
@@ -428,7 +433,8 @@ HRESULT RegistryBackup::Restore() {
 }
 
 HRESULT RunRegistryScript(const char* script, size_t length, RegistryMode mode,
-                          const std::vector<RegistryReplacement>& replacements, HKEY root, RegistryBackup* backup) {
+                          const std::vector<RegistryReplacement>& replacements, HKEY root, RegistryBackup* backup,
+                          REGSAM view) {
     if (!script && length) return E_INVALIDARG;
     try {
         // The script is narrow text in the ANSI code page.
@@ -444,11 +450,12 @@ HRESULT RunRegistryScript(const char* script, size_t length, RegistryMode mode,
         std::vector<ScriptKey> keys;
         if (!ParseScript(text, replacements, keys)) return E_INVALIDARG;
         if (mode == RegistryMode::Unregister) return FromWin32(Unregister(keys, root));
+        if (mode == RegistryMode::RegisterShared) return FromWin32(Register(keys, root, true, view));
         RegistryBackup local;
         RegistryBackup& saved = backup ? *backup : local;
         const HRESULT hr = SaveScriptKeys(keys, root, saved);
         if (FAILED(hr)) return hr;
-        const LONG rc = Register(keys, root);
+        const LONG rc = Register(keys, root, false, view);
         if (rc != ERROR_SUCCESS) saved.Restore(); // the write's failure is the answer
         return FromWin32(rc);
     } catch (const std::bad_alloc&) {

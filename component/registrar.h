@@ -25,7 +25,9 @@
 
 using OleString = std::basic_string<OLECHAR>;
 
-enum class RegistryMode { Register, Unregister };
+// RegisterShared writes only the keys outside HKEY_CLASSES_ROOT\CLSID (the ProgIDs), the
+// ones that 64-bit Windows keeps once for 32-bit and 64-bit programs, and deletes nothing.
+enum class RegistryMode { Register, Unregister, RegisterShared };
 
 // What a set of keys held before a change, so that a change that fails part-way can be
 // undone. Each record is one key: with everything below it, or with some of its values only.
@@ -82,7 +84,9 @@ struct RegistryReplacement {
 // first, except NoRemove keys; a key that still holds subkeys the script does not name is
 // left in place, and keys already gone are no error. The whole script is checked before the
 // registry is touched: a malformed one gives E_INVALIDARG and changes nothing. A failing
-// registry call ends the run with its code as an HRESULT.
+// registry call ends the run with its code as an HRESULT. view (KEY_WOW64_32KEY or
+// KEY_WOW64_64KEY) chooses the registry view that RegisterShared writes to; 0 is the
+// caller's own.
 //
 // Registering first records what the keys it is going to write hold (each outermost key that
 // is not NoRemove as a tree, each NoRemove key by the values the script gives it). When a
@@ -91,4 +95,4 @@ struct RegistryReplacement {
 // later step of its own fails.
 HRESULT RunRegistryScript(const char* script, size_t length, RegistryMode mode,
                           const std::vector<RegistryReplacement>& replacements, HKEY root = HKEY_CLASSES_ROOT,
-                          RegistryBackup* backup = nullptr);
+                          RegistryBackup* backup = nullptr, REGSAM view = 0);

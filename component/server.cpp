@@ -26,7 +26,8 @@ HMODULE g_Satellite = nullptr;
 
 // Runs the registry script of Parser from the module's own resources (never from a
 // satellite) with %MODULE% standing for the module's file.
-HRESULT RunParserScript(RegistryMode mode, const OleString& modulePath, HKEY root, RegistryBackup* backup = nullptr) {
+HRESULT RunParserScript(RegistryMode mode, const OleString& modulePath, HKEY root, RegistryBackup* backup = nullptr,
+                        REGSAM view = 0) {
     const HMODULE module = CModule::ModuleInstance();
     HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(kParserScript), OLESTR("REGISTRY"));
     if (!resource) return HRESULT_FROM_WIN32(ERROR_RESOURCE_NAME_NOT_FOUND);
@@ -35,7 +36,26 @@ HRESULT RunParserScript(RegistryMode mode, const OleString& modulePath, HKEY roo
     if (!text) return HRESULT_FROM_WIN32(ERROR_RESOURCE_NAME_NOT_FOUND);
     const DWORD size = SizeofResource(module, resource);
     return RunRegistryScript(static_cast<const char*>(text), size, mode, {{OLESTR("MODULE"), modulePath}}, root,
-                             backup);
+                             backup, view);
+}
+
+// The registry view of the build of the other bitness on 64-bit Windows (elsewhere the
+// flag changes nothing and names the own view).
+const REGSAM kOtherView = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+
+// Whether the other view registers Parser in a module other than this one. On 32-bit
+// Windows and natively that view is our own, and after our unregistration it holds no class.
+bool OtherBuildRegistered(const OleString& modulePath) {
+    OLECHAR clsid[40];
+    if (!StringFromGUID2(CLSID_Parser, clsid, 40)) return false;
+    const OleString key = OleString(OLESTR("CLSID\\")) + clsid + OLESTR("\\InprocServer32");
+    HKEY server = nullptr;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, KEY_READ | kOtherView, &server) != ERROR_SUCCESS) return false;
+    OLECHAR path[1024] = {};
+    DWORD size = sizeof path - sizeof path[0], type = REG_NONE;
+    const LONG rc = RegQueryValueExW(server, nullptr, nullptr, &type, reinterpret_cast<BYTE*>(path), &size);
+    RegCloseKey(server);
+    return rc == ERROR_SUCCESS && type == REG_SZ && path[0] && modulePath != path;
 }
 
 HRESULT ThisModulePath(OleString& path) {
@@ -161,6 +181,11 @@ HRESULT UnregisterServer(Scope scope) {
         if (opened == ERROR_FILE_NOT_FOUND) return S_OK; // the user has no classes of his own
         hr = FromWin32(opened);
         if (SUCCEEDED(hr)) hr = RunParserScript(RegistryMode::Unregister, path, root.Key());
+        // 64-bit Windows keeps one set of the machine's ProgIDs for both registry views but a
+        // class key in each: while the build of the other bitness stays registered, the
+        // ProgIDs just removed with ours are its too, and are written back.
+        if (SUCCEEDED(hr) && scope == Scope::Machine && OtherBuildRegistered(path))
+            hr = RunParserScript(RegistryMode::RegisterShared, path, root.Key(), nullptr, kOtherView);
         if (FAILED(hr)) return hr;
         ITypeLib* library = nullptr;
         hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the native build (the default compiler, g++ on Debian), the
 # same tests built with clang under AddressSanitizer and UndefinedBehaviorSanitizer, and
-# (when scripts/windows-tests.sh exists) the Windows x64 build under Wine.
+# (when scripts/windows-tests.sh exists) the Windows x64 build under Wine and the x86 build
+# under 32-bit Wine (without 32-bit Wine, the x86 DLLs are built and checked as files).
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
@@ -27,4 +28,6 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:ha
 if [ -x scripts/windows-tests.sh ] && [ "${TARVOLIN_NO_WINDOWS:-0}" != 1 ]; then
   echo "== Windows x64 build under Wine"
   scripts/windows-tests.sh
+  echo "== Windows x86 build under 32-bit Wine"
+  scripts/windows-tests.sh x86
 fi

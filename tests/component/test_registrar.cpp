@@ -77,6 +77,26 @@ TEST_F(Registrar, RegisterWritesKeysValuesAndReplacementsAndUnregisterRemovesThe
     EXPECT_TRUE(KeyExists(root + "\\App.Thing.1\\Foreign"));
 }
 
+// What the build of the other bitness writes back after our unregistration: the keys
+// outside CLSID, over what is there, and nothing under CLSID.
+TEST_F(Registrar, RegisterSharedWritesOnlyTheKeysOutsideClsid) {
+    const std::string root = kRoot, cls = "CLSID\\{00000000-1111-2222-3333-444444444444}";
+    const std::string script = "HKCR\n{\n  NoRemove " + root + R"( { ForceRemove App.Thing = s 'Thing Class' { CLSID = s 'x' } }
+  NoRemove CLSID
+  {
+    ForceRemove {00000000-1111-2222-3333-444444444444} = s 'Thing Class' { InprocServer32 = s '%MODULE%' }
+  }
+})";
+    MakeKey(root + "\\App.Thing\\Kept");
+    const REGSAM ownView = sizeof(void*) == 8 ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
+    ASSERT_EQ(RunRegistryScript(script.data(), script.size(), RegistryMode::RegisterShared, kModule, ownView), S_OK);
+    EXPECT_EQ(Value(root + "\\App.Thing"), "Thing Class");
+    EXPECT_EQ(Value(root + "\\App.Thing\\CLSID"), "x");
+    EXPECT_TRUE(KeyExists(root + "\\App.Thing\\Kept"));
+    EXPECT_FALSE(KeyExists(cls));
+    RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(cls).c_str());
+}
+
 TEST_F(Registrar, MalformedScriptsChangeNothing) {
     const std::string key = std::string("HKCR { NoRemove ") + kRoot + " { ";
     const std::string bad[] = {

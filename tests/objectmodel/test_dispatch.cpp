@@ -42,7 +42,7 @@ protected:
     }
     // The library is registered for this program only; the prefix stays as it was.
     void TearDown() override {
-        if (m_hrLoad == S_OK) UnRegisterTypeLib(LIBID_TARVOLINLib, 1, 0, 0, SYS_WIN64);
+        if (m_hrLoad == S_OK) UnRegisterTypeLib(LIBID_TARVOLINLib, 1, 0, 0, sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);
         ObjectTest::TearDown();
     }
     HRESULT m_hrLoad = E_FAIL;

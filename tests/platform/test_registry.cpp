@@ -151,6 +151,10 @@ TEST_F(Registry, ValuesAreListedAndDeletedAndTheUsersClassesAreTheirOwnTree) {
 // {5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}, version 3.12, lcid 0x407, hidden: platformtest.idl.
 const GUID kTestLibrary = {0x5C2E8F41, 0x7A93, 0x4B6D, {0x8E, 0x15, 0x3F, 0x9A, 0x0C, 0x7D, 0x2B, 0x68}};
 const std::string kKey = "TypeLib\\{5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}";
+// The platform that the build's type libraries describe, its registry key, and the other one.
+const bool k64 = sizeof(void*) == 8;
+const SYSKIND kPlatform = k64 ? SYS_WIN64 : SYS_WIN32, kOtherPlatform = k64 ? SYS_WIN32 : SYS_WIN64;
+const std::string kPlatformKey = k64 ? "win64" : "win32";
 
 // Loads a library file; on success its attributes, else the HRESULT, which leaves no library.
 HRESULT Load(const Text& path, TLIBATTR* attributes, ITypeLib** keep = nullptr) {
@@ -196,7 +200,7 @@ TEST(TypeLibraries, RegistrationKeysAndTheirRemoval) {
     auto Register = [library](const Text& path) {
         return RegisterTypeLib(library, const_cast<LPOLESTR>(path.c_str()), nullptr);
     };
-    auto Unregister = [](LCID lcid = 0x407, SYSKIND syskind = SYS_WIN64) {
+    auto Unregister = [](LCID lcid = 0x407, SYSKIND syskind = kPlatform) {
         return UnRegisterTypeLib(kTestLibrary, 3, 12, lcid, syskind);
     };
     EXPECT_FALSE(Registered(3, 12, 0x407));
@@ -206,7 +210,7 @@ TEST(TypeLibraries, RegistrationKeysAndTheirRemoval) {
     // The version in hexadecimal, the locale in hexadecimal, the platform.
     const std::string version = kKey + "\\3.c", path = Narrow(file.c_str());
     EXPECT_EQ(Value(version), "Platform test library");
-    EXPECT_EQ(Value(version + "\\407\\win64"), path);
+    EXPECT_EQ(Value(version + "\\407\\" + kPlatformKey), path);
     // The flags in decimal. (Windows leaves LIBFLAG_FHASDISKIMAGE out, Wine keeps it.)
     const std::string flags = Value(version + "\\FLAGS");
     EXPECT_TRUE(flags == "4" || flags == "12") << flags;
@@ -222,7 +226,7 @@ TEST(TypeLibraries, RegistrationKeysAndTheirRemoval) {
 
     // Unregistering takes only the platform and locale registered, and the library's key
     // goes with its last version.
-    EXPECT_EQ(Unregister(0x407, SYS_WIN32), E_INVALIDARG);
+    EXPECT_EQ(Unregister(0x407, kOtherPlatform), E_INVALIDARG);
     EXPECT_EQ(Unregister(0x409), E_INVALIDARG);
     EXPECT_EQ(Unregister(), S_OK);
     EXPECT_FALSE(KeyExists(kKey));
@@ -230,7 +234,7 @@ TEST(TypeLibraries, RegistrationKeysAndTheirRemoval) {
     // A library whose file is gone cannot be unregistered.
     ASSERT_EQ(Register(file + OLESTR(".gone")), S_OK);
     EXPECT_EQ(Unregister(), TYPE_E_INVALIDSTATE);
-    EXPECT_EQ(Value(version + "\\407\\win64"), path + ".gone");
+    EXPECT_EQ(Value(version + "\\407\\" + kPlatformKey), path + ".gone");
     library->Release();
     RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kKey).c_str());
 }

@@ -8,8 +8,7 @@
 #
 # The prefix is TARVOLIN_FRESH_WINEPREFIX, which scripts/windows-tests.sh creates and whose
 # server it runs; this test never registers anything in it, and checks that nothing is.
-# Keys are read in the 64-bit view (reg /reg:64): where Wine's 32-bit loader is installed,
-# `wine reg` is the 32-bit reg.exe, which sees HKEY_CLASSES_ROOT\CLSID redirected.
+# Keys are read with the reg.exe of the DLL's own architecture (its registry view).
 if [ -z "${TARVOLIN_FRESH_WINEPREFIX:-}" ]; then
     echo "FAIL: TARVOLIN_FRESH_WINEPREFIX is not set; run the Windows tests with scripts/windows-tests.sh" >&2
     exit 1
@@ -34,7 +33,7 @@ nothing_registered() {
                "HKEY_CURRENT_USER\\Software\\Classes\\CLSID\\$PARSER_CLSID" \
                "HKEY_CURRENT_USER\\Software\\Classes\\TypeLib\\$PARSER_LIBID"; do
         rc=0
-        run_wine "$wine_tmp/query" reg query "$key" /reg:64 || rc=$?
+        run_tool "$wine_tmp/query" reg query "$key" || rc=$?
         if [ "$rc" -ne 0 ]; then echo "ok   $1: $key is not there"; else expect "$1: $key" "present" "not there"; fi
     done
 }

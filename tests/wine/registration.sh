@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
-# What regsvr32 writes to the registry for tarvolin.dll, and what it removes again. Keys
-# are read and written in the 64-bit view (reg /reg:64): where Wine's 32-bit loader is
-# installed, `wine reg` is the 32-bit reg.exe, which sees HKEY_CLASSES_ROOT\CLSID redirected.
+# What regsvr32 writes to the registry for tarvolin.dll, and what it removes again, with
+# the tools (reg, regsvr32) of the DLL's own architecture.
 #
 #   registration.sh register DLL     registers DLL and checks every key and value; a stale
 #                                    subkey of the class key does not survive registration
@@ -21,7 +20,7 @@ readonly CLASS_KEY="HKEY_CLASSES_ROOT\\CLSID\\$PARSER_CLSID"
 readonly TYPELIB_KEY="HKEY_CLASSES_ROOT\\TypeLib\\$PARSER_LIBID"
 
 # query NAME KEY: `reg query KEY /s` into the file NAME; returns reg's exit code.
-query() { run_wine "$wine_tmp/$1" reg query "$2" /s /reg:64; }
+query() { run_tool "$wine_tmp/$1" reg query "$2" /s; }
 
 # key_in NAME KEY: whether the dump NAME lists KEY.
 key_in() { grep -qixF -- "$2" "$wine_tmp/$1"; }
@@ -42,7 +41,7 @@ value_in() {
 # absent WHAT KEY: KEY must not exist.
 absent() {
     local rc=0
-    run_wine "$wine_tmp/absent" reg query "$2" /reg:64 || rc=$?
+    run_tool "$wine_tmp/absent" reg query "$2" || rc=$?
     if [ "$rc" -ne 0 ]; then echo "ok   $1: gone"; else expect "$1" "present" "gone"; fi
 }
 
@@ -50,11 +49,11 @@ case "$mode" in
 register)
     # Content left under the class key by an earlier version must not survive: the
     # registration replaces the class key as a whole.
-    run_wine "$wine_tmp/add" reg add "$CLASS_KEY\\StaleSubkey" /ve /d stale /f /reg:64
+    run_tool "$wine_tmp/add" reg add "$CLASS_KEY\\StaleSubkey" /ve /d stale /f
     expect "reg add of a stale subkey under the class key" "$?" 0
 
     rc=0
-    run_wine "$wine_tmp/regsvr32" regsvr32 /s "$dll_path" || rc=$?
+    run_tool "$wine_tmp/regsvr32" regsvr32 /s "$dll_path" || rc=$?
     expect "regsvr32 /s $dll_path" "$rc" 0
 
     query progid1 "HKEY_CLASSES_ROOT\\Tarvolin.Parser.1"
@@ -76,26 +75,26 @@ register)
     expect "  TypeLib" "$(value_in class "$CLASS_KEY\\TypeLib")" "$PARSER_LIBID"
     if key_in class "$CLASS_KEY\\StaleSubkey"; then expect "  StaleSubkey" "present" "gone"; else echo "ok     StaleSubkey: gone"; fi
 
-    # The type library embedded in the DLL, registered for 64-bit clients.
+    # The type library embedded in the DLL, registered for clients of its platform.
     query typelib "$TYPELIB_KEY"
     expect "TypeLib\\$PARSER_LIBID\\1.0" "$(value_in typelib "$TYPELIB_KEY\\1.0")" "Orvane SQL Parser Library [Tarvolin]"
-    expect "  0\\win64" "$(value_in typelib "$TYPELIB_KEY\\1.0\\0\\win64")" "$dll_path"
+    expect "  0\\$TYPELIB_PLATFORM" "$(value_in typelib "$TYPELIB_KEY\\1.0\\0\\$TYPELIB_PLATFORM")" "$dll_path"
     ;;
 unregister)
     rc=0
-    run_wine "$wine_tmp/regsvr32" regsvr32 /s /u "$dll_path" || rc=$?
+    run_tool "$wine_tmp/regsvr32" regsvr32 /s /u "$dll_path" || rc=$?
     expect "regsvr32 /s /u $dll_path" "$rc" 0
     absent "HKEY_CLASSES_ROOT\\Tarvolin.Parser.1" "HKEY_CLASSES_ROOT\\Tarvolin.Parser.1"
     absent "HKEY_CLASSES_ROOT\\Tarvolin.Parser" "HKEY_CLASSES_ROOT\\Tarvolin.Parser"
     absent "$CLASS_KEY" "$CLASS_KEY"
     absent "$TYPELIB_KEY" "$TYPELIB_KEY"
     rc=0
-    run_wine "$wine_tmp/classes" reg query "HKEY_CLASSES_ROOT\\CLSID" /reg:64 || rc=$?
+    run_tool "$wine_tmp/classes" reg query "HKEY_CLASSES_ROOT\\CLSID" || rc=$?
     expect "HKEY_CLASSES_ROOT\\CLSID remains (reg query exit code)" "$rc" 0
 
     # Unregistering what is not registered is no error either.
     rc=0
-    run_wine "$wine_tmp/regsvr32" regsvr32 /s /u "$dll_path" || rc=$?
+    run_tool "$wine_tmp/regsvr32" regsvr32 /s /u "$dll_path" || rc=$?
     expect "regsvr32 /s /u $dll_path again" "$rc" 0
     absent "$CLASS_KEY" "$CLASS_KEY"
     ;;

@@ -7,8 +7,7 @@
 #   user-registration.sh DLL
 #
 # It expects the machine to have no registration of the component and leaves none.
-# Keys are read in the 64-bit view (reg /reg:64): where Wine's 32-bit loader is installed,
-# `wine reg` is the 32-bit reg.exe, which sees HKEY_CLASSES_ROOT\CLSID redirected.
+# Keys are read with the reg.exe of the DLL's own architecture (its registry view).
 . "$(dirname "$0")/wine-env.sh"
 
 dll=${1:-}
@@ -26,21 +25,21 @@ readonly CLASS_KEY="CLSID\\$PARSER_CLSID"
 value() {
     local rc=0
     if [ -n "${2:-}" ]; then
-        run_wine "$wine_tmp/value" reg query "$1" /v "$2" /reg:64 || rc=$?
+        run_tool "$wine_tmp/value" reg query "$1" /v "$2" || rc=$?
     else
-        run_wine "$wine_tmp/value" reg query "$1" /ve /reg:64 || rc=$?
+        run_tool "$wine_tmp/value" reg query "$1" /ve || rc=$?
     fi
     if [ "$rc" -ne 0 ]; then echo "<no value>"; return; fi
     sed -n 's/^    .*    REG_SZ    //p' "$wine_tmp/value" | head -n 1
 }
 
 # exists KEY: whether reg finds KEY.
-exists() { run_wine "$wine_tmp/exists" reg query "$1" /reg:64; }
+exists() { run_tool "$wine_tmp/exists" reg query "$1"; }
 
 # regsvr32_rc ARGUMENTS...: regsvr32's exit code.
 regsvr32_rc() {
     local rc=0
-    run_wine "$wine_tmp/regsvr32" regsvr32 /s "$@" || rc=$?
+    run_tool "$wine_tmp/regsvr32" regsvr32 /s "$@" || rc=$?
     echo "$rc"
 }
 

@@ -13,6 +13,32 @@ if [ ! -f "$WINEPREFIX/system.reg" ]; then
     exit 1
 fi
 
+# use_arch x64|x86: the tools (reg, regsvr32, cscript) and the type-library platform of
+# the 64-bit or the 32-bit build. A 64-bit prefix has a registry view and system tools for
+# each: the 64-bit tools in system32, the 32-bit ones in syswow64. Once 32-bit Wine is
+# installed, `wine` starts the 32-bit tool for a bare name such as "cscript", so the 64-bit
+# tools are started with the 64-bit loader.
+use_arch() {
+    case "$1" in
+    x64)
+        tool_loader=$(command -v wine64 || { [ -x /usr/lib/wine/wine64 ] && echo /usr/lib/wine/wine64; } || echo wine)
+        tool_dir='C:\windows\system32'
+        TYPELIB_PLATFORM=win64
+        ;;
+    x86)
+        tool_loader=wine
+        tool_dir='C:\windows\syswow64'
+        TYPELIB_PLATFORM=win32
+        ;;
+    *)
+        echo "FAIL: architecture <$1> is neither x64 nor x86" >&2
+        exit 1
+        ;;
+    esac
+}
+# The build under test, from TARVOLIN_ARCH.
+use_arch "${TARVOLIN_ARCH:-x64}"
+
 readonly PARSER_CLSID="{621D0E5D-88BE-4A68-9187-98FDFBE88824}"
 readonly PARSER_LIBID="{E528582E-8B1D-4948-9BA7-CB86CC797672}"
 
@@ -43,14 +69,22 @@ finish() {
 
 # run_wine OUTFILE COMMAND...: runs a Wine program with stdin closed, its output (carriage
 # returns removed) in OUTFILE; returns its exit code. With WINE_LOCALE set, the program
-# runs with LC_ALL set to it.
+# runs with LC_ALL set to it. WINE_LOADER_COMMAND, when set, starts it instead of `wine`.
 run_wine() {
     local out=$1 rc=0
     shift
-    env ${WINE_LOCALE:+LC_ALL=$WINE_LOCALE} wine "$@" </dev/null >"$out.raw" 2>&1 || rc=$?
+    env ${WINE_LOCALE:+LC_ALL=$WINE_LOCALE} "${WINE_LOADER_COMMAND:-wine}" "$@" </dev/null >"$out.raw" 2>&1 || rc=$?
     tr -d '\r' <"$out.raw" >"$out"
     rm -f "$out.raw"
     return $rc
+}
+
+# run_tool OUTFILE TOOL ARGUMENTS...: run_wine for a system tool (reg, regsvr32, cscript)
+# of the architecture under test.
+run_tool() {
+    local out=$1 tool=$2
+    shift 2
+    WINE_LOADER_COMMAND=$tool_loader run_wine "$out" "$tool_dir\\$tool.exe" "$@"
 }
 
 # windows_path FILE: the path under which Windows programs in the prefix see FILE.
@@ -77,7 +111,7 @@ run_client() {
     local out="$wine_tmp/client"
     echo "== $name${*:+ $*} (LC_ALL=$locale)"
     case "$name" in
-    *.js | *.vbs) (cd "$dir" && WINE_LOCALE=$locale run_wine "$out" cscript //nologo "$name" "$@") || rc=$? ;;
+    *.js | *.vbs) (cd "$dir" && WINE_LOCALE=$locale run_tool "$out" cscript //nologo "$name" "$@") || rc=$? ;;
     *) (cd "$dir" && WINE_LOCALE=$locale run_wine "$out" "./$name" "$@") || rc=$? ;;
     esac
     cat "$out"
