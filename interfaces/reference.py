@@ -21,6 +21,7 @@ AUTOMATION_TYPES = {
     "long": "Long",
     "int": "Long",
     "double": "Double",
+    "short": "Integer (16-bit)",
     "VARIANT": "Variant",
     "IUnknown*": "IUnknown",
 }
