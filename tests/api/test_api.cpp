@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "include/tarvolin/tarvolin.hpp"
+#include <tarvolin/tarvolin.hpp>
 
 namespace {
 
