@@ -25,6 +25,14 @@ install(TARGETS tarvolin_dll tarvolin_platform EXPORT TarvolinTargets
 install(TARGETS tarvolin_idl tarvolin_api EXPORT TarvolinTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 install(TARGETS tarvolin RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tool)
+if(TARGET tarvolin_res_de)
+  # The German error texts, in the folder the component looks for them in.
+  install(TARGETS tarvolin_res_de LIBRARY DESTINATION ${CMAKE_INSTALL_BINDIR}/de-DE COMPONENT Runtime)
+endif()
+if(WIN32)
+  # The examples come with the Windows packages; on Linux they stay in the sources.
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION examples COMPONENT Development)
+endif()
 
 # Headers, in the layout the sources include them by: tarvolin/tarvolin.hpp, and under
 # tarvolin/ the generated interfaces and the platform headers they rest on.
@@ -73,7 +81,14 @@ if(TARVOLIN_TOP_LEVEL)
   set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION}.0)
   set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
   set(CPACK_RESOURCE_FILE_README ${PROJECT_SOURCE_DIR}/README.md)
-  if(NOT WIN32)
+  if(WIN32)
+    set(CPACK_GENERATOR ZIP)
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+      set(CPACK_PACKAGE_FILE_NAME tarvolin-${CPACK_PACKAGE_VERSION}-win32)
+    else()
+      set(CPACK_PACKAGE_FILE_NAME tarvolin-${CPACK_PACKAGE_VERSION}-win64)
+    endif()
+  else()
     set(CPACK_GENERATOR DEB)
     set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
     set(CPACK_DEB_COMPONENT_INSTALL ON)
