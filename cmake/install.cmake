@@ -108,3 +108,34 @@ if(TARVOLIN_TOP_LEVEL)
   endif()
   include(CPack)
 endif()
+
+# The Windows installer (NSIS): the install tree staged in the build folder, then makensis.
+# A 32-bit build's DLLs go in too when TARVOLIN_X86_BUILD_DIR names that build's folder.
+if(WIN32 AND TARVOLIN_TOP_LEVEL)
+  find_program(MAKENSIS makensis)
+  set(TARVOLIN_X86_BUILD_DIR "" CACHE PATH "A 32-bit Windows build whose DLLs the installer includes")
+  if(MAKENSIS)
+    set(stage ${PROJECT_BINARY_DIR}/installer-stage)
+    set(setup ${PROJECT_BINARY_DIR}/tarvolin-${PROJECT_VERSION}.0-setup.exe)
+    set(x86_commands)
+    set(x86_define)
+    if(TARVOLIN_X86_BUILD_DIR)
+      set(x86_commands
+        COMMAND ${CMAKE_COMMAND} -E make_directory ${stage}/bin/x86/de-DE
+        COMMAND ${CMAKE_COMMAND} -E copy ${TARVOLIN_X86_BUILD_DIR}/component/tarvolin.dll ${stage}/bin/x86/
+        COMMAND ${CMAKE_COMMAND} -E copy ${TARVOLIN_X86_BUILD_DIR}/component/de-DE/tarvolin.res.dll ${stage}/bin/x86/de-DE/)
+      set(x86_define -DWITH_X86)
+    endif()
+    add_custom_command(OUTPUT ${setup}
+      COMMAND ${CMAKE_COMMAND} -E rm -rf ${stage}
+      COMMAND ${CMAKE_COMMAND} --install ${PROJECT_BINARY_DIR} --prefix ${stage}
+      ${x86_commands}
+      COMMAND ${MAKENSIS} -V2 -DVERSION=${PROJECT_VERSION}.0 -DSTAGE=${stage} -DOUTFILE=${setup} ${x86_define}
+              ${PROJECT_SOURCE_DIR}/packaging/windows/tarvolin.nsi
+      DEPENDS tarvolin_dll tarvolin_res_de tarvolin tarvolin_reference ${PROJECT_SOURCE_DIR}/packaging/windows/tarvolin.nsi
+      COMMENT "Building the installer ${setup}"
+      VERBATIM)
+    add_custom_target(tarvolin_installer ALL DEPENDS ${setup})
+    set(TARVOLIN_INSTALLER ${setup} CACHE INTERNAL "The Windows installer")
+  endif()
+endif()
