@@ -6,10 +6,12 @@ set -euo pipefail
 # both builds.
 # clang builds the sanitizer run; its AddressSanitizer and UndefinedBehaviorSanitizer
 # runtime (libclang-rt-dev) is only recommended by clang, so it is listed itself.
+# dpkg-dev (dpkg-shlibdeps) and pkg-config serve the package checks; nsis builds the
+# Windows installer.
 packages=(flex bison libfl-dev cmake make g++ clang libclang-rt-dev googletest libgtest-dev libbenchmark-dev
-          python3 mingw-w64-tools libwine-dev)
+          python3 mingw-w64-tools libwine-dev dpkg-dev pkg-config)
 if [ "${TARVOLIN_NO_WINDOWS:-0}" != 1 ]; then
-  packages+=(wine wine64 g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64 mingw-w64-x86-64-dev)
+  packages+=(wine wine64 g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64 mingw-w64-x86-64-dev nsis)
   # The x86 build: the -posix compilers, as for x64.
   packages+=(gcc-mingw-w64-i686-posix g++-mingw-w64-i686-posix binutils-mingw-w64-i686 mingw-w64-i686-dev)
 fi

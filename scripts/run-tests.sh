@@ -13,6 +13,11 @@ cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs"
 
+# What a user of the installed library gets: install, find_package, pkg-config, subproject
+# and the Debian packages.
+echo "== install and packages"
+bash scripts/package-tests.sh
+
 # The sanitizer build is made with clang, so that every run checks the code with both
 # compilers; a build tree configured with another compiler is started over.
 echo "== native build with clang, AddressSanitizer and UndefinedBehaviorSanitizer"
@@ -30,4 +35,6 @@ if [ -x scripts/windows-tests.sh ] && [ "${TARVOLIN_NO_WINDOWS:-0}" != 1 ]; then
   scripts/windows-tests.sh
   echo "== Windows x86 build under 32-bit Wine"
   scripts/windows-tests.sh x86
+  echo "== Windows packages (ZIP, installer) under Wine"
+  scripts/windows-tests.sh packages
 fi

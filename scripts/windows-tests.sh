@@ -5,6 +5,8 @@
 #   windows-tests.sh x86     the x86 (32-bit) build in build-windows32/, whose programs run
 #                            under 32-bit Wine; without 32-bit Wine (or with
 #                            TARVOLIN_NO_WINE32=1) only its DLLs are built and checked as files
+#   windows-tests.sh packages the packages of the x64 build (ZIP and installer, the installer
+#                            with the x86 DLL when build-windows32/ has one), after the two above
 #
 # The Wine prefix lives in the build directory's wineprefix/; only that prefix's wineserver
 # is started and stopped.
@@ -19,6 +21,16 @@ x64)
   toolchain="$root/cmake/mingw-w64-x86_64.cmake"
   extra=()
   ;;
+packages)
+  build="$root/build-windows"
+  toolchain="$root/cmake/mingw-w64-x86_64.cmake"
+  extra=(-DTARVOLIN_X86_BUILD_DIR=)
+  # The installer registers the x86 DLL too, which needs 32-bit Wine.
+  if [ -f "$root/build-windows32/component/tarvolin.dll" ] && [ "${TARVOLIN_NO_WINE32:-0}" != 1 ] &&
+     [ -x /usr/lib/wine/wine ] && [ -d /usr/lib/i386-linux-gnu/wine/i386-windows ]; then
+    extra=(-DTARVOLIN_X86_BUILD_DIR="$root/build-windows32")
+  fi
+  ;;
 x86)
   build="$root/build-windows32"
   toolchain="$root/cmake/mingw-w64-i686.cmake"
@@ -26,7 +38,7 @@ x86)
   extra=(-DTARVOLIN_X64_DLL="$root/build-windows/component/tarvolin.dll")
   ;;
 *)
-  echo "usage: windows-tests.sh [x64|x86]" >&2
+  echo "usage: windows-tests.sh [x64|x86|packages]" >&2
   exit 2
   ;;
 esac
@@ -81,8 +93,11 @@ fresh_prefix() {
 stop_fresh_prefix() { WINEPREFIX="$TARVOLIN_FRESH_WINEPREFIX" wineserver -k || true; }
 fresh_prefix
 
+# The packages' tests run on their own, once both builds exist.
+selection=(-LE packages)
+[ "$arch" != packages ] || selection=(-L packages)
 status=0
-(cd "$build" && ctest --output-on-failure -j"$jobs") || status=$?
+(cd "$build" && ctest --output-on-failure -j"$jobs" "${selection[@]}") || status=$?
 wineserver -k || true
 stop_fresh_prefix
 exit $status

@@ -455,6 +455,26 @@ HRESULT StringFromCLSID(REFCLSID clsid, LPOLESTR* text);
 // REGDB_E_CLASSNOTREG when the class is not registered.
 HRESULT ProgIDFromCLSID(REFCLSID clsid, LPOLESTR* progId);
 
+// ---- Creating objects of in-process servers ------------------------------------------------
+#define CLSCTX_INPROC_SERVER 0x1
+#define CLSCTX_INPROC_HANDLER 0x2
+#define CLSCTX_LOCAL_SERVER 0x4
+#define CLSCTX_ALL (CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER)
+#define COINIT_APARTMENTTHREADED 0x2
+#define COINIT_MULTITHREADED 0x0
+#define CO_E_ERRORINDLL ((HRESULT)0x800401F9L)
+// Nothing to set up natively: both succeed, and CoUninitialize does nothing.
+HRESULT CoInitialize(LPVOID reserved);
+HRESULT CoInitializeEx(LPVOID reserved, DWORD flags);
+void CoUninitialize();
+// In-process servers only. The library registered as the class's InprocServer32 (the
+// user's classes first, then the machine's) is loaded (and stays loaded) and asked for the
+// class; a class registered nowhere is asked of the DllGetClassObject the program was linked
+// with, if any.
+// REGDB_E_CLASSNOTREG when no server has the class.
+HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, LPVOID reserved, REFIID iid, LPVOID* object);
+HRESULT CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object);
+
 // ---- HKEY_CLASSES_ROOT and HKEY_CURRENT_USER, kept in memory for the process ----------------
 // The two are separate trees. The lookups of COM (ProgIDFromCLSID, QueryPathOfRegTypeLib,
 // LoadRegTypeLib) read HKEY_CURRENT_USER\Software\Classes before HKEY_CLASSES_ROOT, as

@@ -1,0 +1,93 @@
+#!/usr/bin/env bash
+# The Windows installer in a fresh Wine prefix where nothing was installed before:
+#   - /S /ALLUSERS: files under Program Files, the class and type library registered for the
+#     machine, the uninstall entry; an installed example script parses statements through
+#     the registered class (with the x86 DLL in the installer, also in the 32-bit registry
+#     view and through the 32-bit script host); the silent uninstaller removes keys and
+#     files again;
+#   - /S /CURRENTUSER: files under the user's programs folder, the keys under
+#     HKEY_CURRENT_USER\Software\Classes only (Wine 8 does not activate classes from there,
+#     so no script runs), and the uninstaller removes them.
+#
+#   installer.sh SETUP.EXE
+# The prefix is <folder of SETUP.EXE>/installer-prefix, made anew and shut down at the end.
+set -u
+setup="$(cd "$(dirname "${1:?usage: installer.sh SETUP.EXE}")" && pwd)/$(basename "$1")"
+[ -f "$setup" ] || { echo "no installer: $setup" >&2; exit 2; }
+
+export WINEPREFIX="$(dirname "$setup")/installer-prefix"
+export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+rm -rf "$WINEPREFIX"
+wineboot -i </dev/null >/dev/null 2>&1
+wineserver -w
+wineserver -p
+trap 'wineserver -k 2>/dev/null' EXIT
+. "$(dirname "$0")/wine-env.sh"
+trap 'rm -rf "$wine_tmp"; wineserver -k 2>/dev/null' EXIT
+
+readonly UNINSTALL_KEY='HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Uninstall\Tarvolin'
+readonly USER_UNINSTALL_KEY='HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Uninstall\Tarvolin'
+
+# reg_value KEY NAME: the data of a value ("<none>" when the key or value is missing), in
+# the registry view of the architecture chosen with use_arch.
+reg_value() {
+    local how=(/v "$2")
+    [ "$2" != '(Default)' ] || how=(/ve)
+    if run_tool "$wine_tmp/reg" reg query "$1" "${how[@]}"; then
+        awk -v n="$2" 'index($0, "    " n "    ") == 1 { sub(/^ +[^ ]+ +REG_[A-Z_]+ +/, ""); print; exit }' "$wine_tmp/reg"
+    else
+        echo "<none>"
+    fi
+}
+present() { if run_tool "$wine_tmp/reg" reg query "$2"; then echo "ok   $1: present"; else expect "$1" absent present; fi; }
+absent() { if run_tool "$wine_tmp/reg" reg query "$2"; then expect "$1" present gone; else echo "ok   $1: gone"; fi; }
+
+# install_and_remove MODE CLASSES_ROOT UNINSTALL_KEY RUN_EXAMPLE
+install_and_remove() {
+    local mode=$1 classes=$2 uninstall=$3 run_example=$4 rc=0
+    echo "== setup /S /$mode"
+    run_wine "$wine_tmp/setup" "$setup" /S "/$mode" || rc=$?
+    expect "exit code of setup /S /$mode" "$rc" 0
+
+    local dir_win dir
+    dir_win="$(reg_value "$uninstall" InstallLocation)"
+    [ "$dir_win" != "<none>" ] || { expect "uninstall entry" missing present; return; }
+    dir="$(winepath -u "$dir_win" 2>/dev/null | tr -d '\r')"
+    echo "     installed in $dir_win"
+    for f in tarvolin.dll tarvolin.exe de-DE/tarvolin.res.dll include/tarvolin/tarvolin.hpp \
+             include/tarvolin/tarvolin_h.h examples/scripts/walk.js doc/reference.md doc/LICENSE uninstall.exe; do
+        [ -f "$dir/$f" ] && echo "ok   installed $f" || expect "installed $f" missing present
+    done
+    expect "registered server" "$(reg_value "$classes\\CLSID\\$PARSER_CLSID\\InprocServer32" '(Default)')" \
+        "$dir_win\\tarvolin.dll"
+    present "ProgID Tarvolin.Parser" "$classes\\Tarvolin.Parser"
+    present "type library" "$classes\\TypeLib\\$PARSER_LIBID"
+    expect "DisplayVersion" "$(reg_value "$uninstall" DisplayVersion)" "1.0.0"
+    if [ "$run_example" = yes ]; then run_client "$dir/examples/scripts/walk.js"; fi
+    if [ -f "$dir/x86/tarvolin.dll" ]; then
+        use_arch x86
+        expect "x86 registered server" "$(reg_value "$classes\\CLSID\\$PARSER_CLSID\\InprocServer32" '(Default)')" \
+            "$dir_win\\x86\\tarvolin.dll"
+        if [ "$run_example" = yes ]; then run_client "$dir/examples/scripts/walk.js"; fi
+        use_arch x64
+    fi
+
+    echo "== uninstall /S"
+    rc=0
+    run_wine "$wine_tmp/uninstall" "$dir_win\\uninstall.exe" /S || rc=$?
+    # The uninstaller finishes from a copy of itself that outlives the command.
+    for _ in $(seq 60); do [ -e "$dir" ] || break; sleep 1; done
+    expect "exit code of uninstall /S" "$rc" 0
+    absent "class key" "$classes\\CLSID\\$PARSER_CLSID"
+    absent "ProgID" "$classes\\Tarvolin.Parser"
+    absent "type library key" "$classes\\TypeLib\\$PARSER_LIBID"
+    absent "uninstall entry" "$uninstall"
+    use_arch x86
+    absent "x86 class key" "$classes\\CLSID\\$PARSER_CLSID"
+    use_arch x64
+    [ ! -e "$dir" ] && echo "ok   $dir removed" || expect "$dir after uninstall" "$(ls "$dir" | tr '\n' ' ')" "removed"
+}
+
+install_and_remove ALLUSERS 'HKEY_LOCAL_MACHINE\Software\Classes' "$UNINSTALL_KEY" yes
+install_and_remove CURRENTUSER 'HKEY_CURRENT_USER\Software\Classes' "$USER_UNINSTALL_KEY" no
+finish
