@@ -89,7 +89,9 @@ TEST_F(Registrar, RegisterSharedWritesOnlyTheKeysOutsideClsid) {
 })";
     MakeKey(root + "\\App.Thing\\Kept");
     const REGSAM ownView = sizeof(void*) == 8 ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
-    ASSERT_EQ(RunRegistryScript(script.data(), script.size(), RegistryMode::RegisterShared, kModule, ownView), S_OK);
+    ASSERT_EQ(RunRegistryScript(script.data(), script.size(), RegistryMode::RegisterShared, kModule,
+                                HKEY_CLASSES_ROOT, nullptr, ownView),
+              S_OK);
     EXPECT_EQ(Value(root + "\\App.Thing"), "Thing Class");
     EXPECT_EQ(Value(root + "\\App.Thing\\CLSID"), "x");
     EXPECT_TRUE(KeyExists(root + "\\App.Thing\\Kept"));

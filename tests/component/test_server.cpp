@@ -172,4 +172,42 @@ TEST(Server, ARegistrationThatFailsPartWayLeavesTheRegistryAsItWas) {
     FreeLibrary(module);
 }
 
+
+// A host that creates the class through the COM runtime, as hosts do: the registered server
+// is found, loaded and asked for the class; a class registered nowhere is not created.
+TEST(Server, TheComRuntimeCreatesTheRegisteredClass) {
+    ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
+    HMODULE module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
+    ASSERT_NE(module, nullptr);
+    auto registerServer = Export<EntryPoint>(module, "DllRegisterServer");
+    auto unregisterServer = Export<EntryPoint>(module, "DllUnregisterServer");
+    const bool wasRegistered = KeyExists("CLSID\\{621D0E5D-88BE-4A68-9187-98FDFBE88824}\\InprocServer32");
+    ASSERT_EQ(registerServer(), S_OK);
+
+    IParser* parser = nullptr;
+    ASSERT_EQ(CoCreateInstance(CLSID_Parser, nullptr, CLSCTX_INPROC_SERVER, IID_IParser,
+                               reinterpret_cast<void**>(&parser)),
+              S_OK);
+    BSTR sql = SysAllocString(OLESTR("SELECT a FROM t"));
+    EXPECT_EQ(parser->ParseSQL(sql), S_OK);
+    SysFreeString(sql);
+    parser->Release();
+
+    const CLSID nobody = {0x0badc0de, 0x1111, 0x2222, {0x33, 0x33, 0x44, 0x44, 0x44, 0x44, 0x44, 0x44}};
+    IUnknown* object = reinterpret_cast<IUnknown*>(1);
+    EXPECT_EQ(CoCreateInstance(nobody, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, reinterpret_cast<void**>(&object)),
+              REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(object, nullptr);
+    if (!wasRegistered) {
+        ASSERT_EQ(unregisterServer(), S_OK);
+        // Unregistered, the class is gone for the runtime too (the library loaded here is not
+        // one the program was linked with).
+        EXPECT_EQ(CoCreateInstance(CLSID_Parser, nullptr, CLSCTX_INPROC_SERVER, IID_IParser,
+                                   reinterpret_cast<void**>(&parser)),
+                  REGDB_E_CLASSNOTREG);
+    }
+    FreeLibrary(module);
+    CoUninitialize();
+}
+
 } // namespace
