@@ -136,6 +136,7 @@ inline bool Driver::Push(Stacks& stacks, int state, CSQLNode* value) {
 
 bool Driver::Grow() {
     if (m_nCapacity >= static_cast<size_t>(kMaxStackDepth)) {
+        m_Tree.SetErrorOffset(m_Scanner.TokenOffset());
         if (!m_Tree.HasError()) m_Tree.SetError("parser stack overflow");
         return false;
     }
@@ -177,6 +178,7 @@ inline CSQLNode* Driver::Reduce(int rule, int length, int handedUp, Stacks& stac
 
 int Driver::SyntaxError(TraceRecorder& trace, int state) {
     trace.Sync(); // the report reads the trace
+    m_Tree.SetErrorOffset(m_Scanner.TokenOffset());
     ReportSyntaxError(state);
     return PARSE_SYNTAX_ERROR;
 }
