@@ -287,6 +287,8 @@ class CExpression {
 public:
     // The items of a stack; join and set-operation stacks bring their own element kinds.
     void Stack(IGenericStack* stack);
+    // Every operand the stack left, first to last.
+    std::vector<Operand> TakeAll() { return std::move(m_Operands); }
     // The single operand the stack left, or none for an empty stack.
     bool Result(Operand& result) {
         if (m_Operands.empty()) return false;
@@ -898,10 +900,18 @@ std::string SetOperations(ISetOperationsStmt* statement) {
         Refuse("the set operations could not be read");
     CExpression expression;
     expression.Stack(stack.Get());
-    Operand result;
-    if (!expression.Result(result)) Refuse("set operations whose operands were all left out");
-    if (result.kind != OPERAND_SET) Refuse("set operations that hold no set operator");
-    return result.text;
+    std::vector<Operand> operands = expression.TakeAll();
+    if (operands.size() == 1 && operands[0].kind == OPERAND_SET) return operands[0].text;
+    // A set operation with an operand other than a SELECT keeps only its SELECT operands,
+    // without its operator, and so does every operation above it: the operands stand
+    // side by side. The same comes of operations whose first operand is a DELETE.
+    std::string text = "DELETE FROM t UNION ";
+    if (operands.empty()) return text + "DELETE FROM t";
+    for (size_t i = 0; i < operands.size(); ++i) {
+        if (i > 0) text = "(" + text + ") UNION ";
+        text += Parenthesised(operands[i], operands[i].kind == OPERAND_SET);
+    }
+    return text;
 }
 
 template <class T, class Getter> CRef<T>& Statement(IParser* parser, Getter get, CRef<T>& out) {

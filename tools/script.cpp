@@ -100,7 +100,9 @@ bool CScriptReader::Take(char c) {
         ++m_nLine;
         if (!m_bInStatement) return false;
         m_bInStatement = false;
-        return m_Current.text.find_first_not_of(" \t") != std::string::npos;
+        if (m_Current.text.find_first_not_of(" \t") != std::string::npos) return true;
+        m_Current.text.clear(); // a blank line
+        return false;
     }
     if (!m_bInStatement) {
         if (IsSpace(c) || c == ';') {
