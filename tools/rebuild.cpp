@@ -408,7 +408,8 @@ void CExpression::Item(IExpressionItem* item, EXPRESSIONITEM_TYPE type) {
         // The digits come first, as the left operand; only a whole number stands there.
         const Operand digits = Pop();
         if (!IsNumberToken(Value(digits).text)) Refuse("ROUND with digits that are no number");
-        Push(MakeValue("ROUND(" + Value(argument).text + ", " + digits.text + ")"));
+        // ROUND(x) stands for ROUND(x, 0).
+        Push(MakeValue("ROUND(" + Value(argument).text + (digits.text == "0" ? "" : ", " + digits.text) + ")"));
         return;
     }
     case EXPRESSIONITEM_TYPE_ARITOPERATOR: {
@@ -416,9 +417,15 @@ void CExpression::Item(IExpressionItem* item, EXPRESSIONITEM_TYPE type) {
         if (!QueryTo(item, IID_IAritOperator, arit)) Refuse("an operator without its interface");
         const long op = ReadValue<ARIT_OPERATOR>(arit.Get(), &IAritOperator::get_AritOperator);
         const char* symbol = WordOf(kAritSymbols, op, "arithmetic operator");
-        const Operand right = Pop();
-        const Operand left = Pop();
-        Push(MakeValue(Binary(Value(left), symbol, Value(right), kAritPrecedence[op]), kAritPrecedence[op]));
+        const Operand right = Value(Pop());
+        const Operand left = Value(Pop());
+        // Unary minus is 0 - x in the stack, and -x reads back so: it binds tightest.
+        if (op == ARIT_OPERATOR_MINUS && left.text == "0") {
+            const std::string operand = Parenthesised(right, right.precedence < PREC_ATOM);
+            Push(MakeValue((operand[0] == '-' ? "- " : "-") + operand));
+            return;
+        }
+        Push(MakeValue(Binary(left, symbol, right, kAritPrecedence[op]), kAritPrecedence[op]));
         return;
     }
     case EXPRESSIONITEM_TYPE_COMPAREOPERATOR: {

@@ -96,8 +96,8 @@ TEST_F(RebuildTest, CorpusRoundTrips) {
 // set operations come back as written.
 TEST_F(RebuildTest, RebuiltTexts) {
     const std::pair<const char*, const char*> cases[] = {
-        {"select (a + b) * c, a - (b - c), (a - b) - c, -a * b from t",
-         "SELECT (a + b) * c, a - (b - c), a - b - c, (0 - a) * b FROM t"},
+        {"select (a + b) * c, a - (b - c), (a - b) - c, -a * b, -(a * b), - -a, 0 - a from t",
+         "SELECT (a + b) * c, a - (b - c), a - b - c, -a * b, -(a * b), - -a, -a FROM t"},
         {"t where not (a = 1 and b = 2) or (c = 3 or d = 4) and e = 5",
          "SELECT * FROM t WHERE NOT (a = 1 AND b = 2) OR (c = 3 OR d = 4) AND e = 5"},
         {"t where x not in (1, 2) and y not between 1 and 2 and z not like 'a%' and w is not null",
@@ -106,7 +106,7 @@ TEST_F(RebuildTest, RebuiltTexts) {
         {"select case x when 1 then 'a' when 2 then 'b' else 'c' end, case when a = 1 then 2 end from t",
          "SELECT CASE x WHEN 1 THEN 'a' WHEN 2 THEN 'b' ELSE 'c' END, CASE WHEN a = 1 THEN 2 END FROM t"},
         {"select if(a > 1, b, c), nullif(a, b), coalesce(a, b, c), round(a), count(distinct a) from t",
-         "SELECT IF(a > 1, b, c), NULLIF(a, b), COALESCE(a, b, c), ROUND(a, 0), COUNT(DISTINCT a) FROM t"},
+         "SELECT IF(a > 1, b, c), NULLIF(a, b), COALESCE(a, b, c), ROUND(a), COUNT(DISTINCT a) FROM t"},
         {"select top 50 percent distinct [my col] as \"x y\", \"select\".a from a x join (b cross join c) "
          "on x.k = b.k natural left outer join d limit 5",
          "SELECT TOP 50 PERCENT DISTINCT [my col] AS [x y], [select].a FROM a AS x JOIN (b CROSS JOIN c) "
