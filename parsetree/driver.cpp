@@ -178,7 +178,6 @@ inline CSQLNode* Driver::Reduce(int rule, int length, int handedUp, Stacks& stac
 
 int Driver::SyntaxError(TraceRecorder& trace, int state) {
     trace.Sync(); // the report reads the trace
-    m_Tree.SetErrorOffset(m_Scanner.TokenOffset());
     ReportSyntaxError(state);
     return PARSE_SYNTAX_ERROR;
 }
@@ -284,6 +283,7 @@ int Driver::RunDebug() {
 // Composes the report of the first syntax error of the parse from the failing state's
 // row, the scanner's and the tree's last tokens, the last reduced node and the trace.
 void Driver::ReportSyntaxError(int state) {
+    m_Tree.SetErrorOffset(m_Scanner.TokenOffset()); // where the parse stopped, for tools
     if (m_Tree.HasError()) return; // a case-state error came first and wins
     std::string report, word;
     LoadReportText(report, IDS_PARSE_ERROR);
