@@ -277,10 +277,21 @@ Operand MakeMarker(OPERAND_KIND kind, std::string text = std::string()) {
 }
 
 // A binary operator of a precedence level that groups to the left: the right operand
-// needs parentheses from the same level up.
-std::string Binary(const Operand& left, const char* symbol, const Operand& right, int precedence) {
-    return Parenthesised(left, left.precedence < precedence) + " " + symbol + " " +
-           Parenthesised(right, right.precedence <= precedence);
+// needs parentheses from the same level up. The left operand's text is taken over, so that
+// a chain of a hundred thousand terms grows in place instead of being copied at each term.
+std::string Binary(Operand&& left, const char* symbol, const Operand& right, int precedence) {
+    std::string text = left.precedence < precedence ? "(" + left.text + ")" : std::move(left.text);
+    text += ' ';
+    text += symbol;
+    text += ' ';
+    if (right.precedence <= precedence) {
+        text += '(';
+        text += right.text;
+        text += ')';
+    } else {
+        text += right.text;
+    }
+    return text;
 }
 
 class CExpression {
@@ -311,6 +322,16 @@ private:
         if (m_Operands.empty()) Refuse("an operator lacks its operands");
         Operand top = std::move(m_Operands.back());
         m_Operands.pop_back();
+        return top;
+    }
+    Operand PopValue() {
+        Operand top = Pop();
+        Value(top);
+        return top;
+    }
+    Operand PopCondition() {
+        Operand top = Pop();
+        Condition(top);
         return top;
     }
     void Push(Operand operand) { m_Operands.push_back(std::move(operand)); }
@@ -417,15 +438,15 @@ void CExpression::Item(IExpressionItem* item, EXPRESSIONITEM_TYPE type) {
         if (!QueryTo(item, IID_IAritOperator, arit)) Refuse("an operator without its interface");
         const long op = ReadValue<ARIT_OPERATOR>(arit.Get(), &IAritOperator::get_AritOperator);
         const char* symbol = WordOf(kAritSymbols, op, "arithmetic operator");
-        const Operand right = Value(Pop());
-        const Operand left = Value(Pop());
+        const Operand right = PopValue();
+        Operand left = PopValue();
         // Unary minus is 0 - x in the stack, and -x reads back so: it binds tightest.
         if (op == ARIT_OPERATOR_MINUS && left.text == "0") {
             const std::string operand = Parenthesised(right, right.precedence < PREC_ATOM);
             Push(MakeValue((operand[0] == '-' ? "- " : "-") + operand));
             return;
         }
-        Push(MakeValue(Binary(left, symbol, right, kAritPrecedence[op]), kAritPrecedence[op]));
+        Push(MakeValue(Binary(std::move(left), symbol, right, kAritPrecedence[op]), kAritPrecedence[op]));
         return;
     }
     case EXPRESSIONITEM_TYPE_COMPAREOPERATOR: {
@@ -438,8 +459,8 @@ void CExpression::Item(IExpressionItem* item, EXPRESSIONITEM_TYPE type) {
         CRef<IBoolOperator> op;
         if (!QueryTo(item, IID_IBoolOperator, op)) Refuse("an operator without its interface");
         const bool isAnd = ReadValue<BOOL_OPERATOR>(op.Get(), &IBoolOperator::get_BoolOperator) == BOOL_OPERATOR_AND;
-        const Operand right = Condition(Pop());
-        const Operand left = Condition(Pop());
+        const Operand right = PopCondition();
+        Operand left = PopCondition();
         // x >= a AND x <= b is what BETWEEN became; x = a OR x = b ... what IN became.
         if (isAnd && left.shape == SHAPE_MORE_EQUALS && right.shape == SHAPE_LESS_EQUALS && left.tested == right.tested) {
             Operand between = MakeCondition(left.tested + " BETWEEN " + left.rest + " AND " + right.rest, PREC_PREDICATE,
@@ -450,9 +471,16 @@ void CExpression::Item(IExpressionItem* item, EXPRESSIONITEM_TYPE type) {
             Push(std::move(between));
             return;
         }
-        if (!isAnd && (left.shape == SHAPE_EQUALS || left.shape == SHAPE_IN) && right.shape == SHAPE_EQUALS &&
-            left.tested == right.tested) {
-            const std::string list = (left.shape == SHAPE_IN ? left.rest : left.second) + ", " + right.second;
+        if (!isAnd && left.shape == SHAPE_IN && right.shape == SHAPE_EQUALS && left.tested == right.tested) {
+            // One more value: the list grows in place.
+            left.text.pop_back();
+            (left.text += ", ") += right.second + ")";
+            (left.rest += ", ") += right.second;
+            Push(std::move(left));
+            return;
+        }
+        if (!isAnd && left.shape == SHAPE_EQUALS && right.shape == SHAPE_EQUALS && left.tested == right.tested) {
+            const std::string list = left.second + ", " + right.second;
             Operand in = MakeCondition(left.tested + " IN (" + list + ")", PREC_PREDICATE, SHAPE_IN);
             in.tested = left.tested;
             in.rest = list;
@@ -461,7 +489,7 @@ void CExpression::Item(IExpressionItem* item, EXPRESSIONITEM_TYPE type) {
             return;
         }
         const int precedence = isAnd ? PREC_AND : PREC_OR;
-        Push(MakeCondition(Binary(left, isAnd ? "AND" : "OR", right, precedence), precedence));
+        Push(MakeCondition(Binary(std::move(left), isAnd ? "AND" : "OR", right, precedence), precedence));
         return;
     }
     case EXPRESSIONITEM_TYPE_CONDITIONALSTATEMENT: {
@@ -495,7 +523,7 @@ void CExpression::Item(IExpressionItem* item, EXPRESSIONITEM_TYPE type) {
 void CExpression::Compare(ICompareOperator* item) {
     const long op = ReadValue<COMPARE_OPERATOR>(item, &ICompareOperator::get_CompareOperator);
     if (op == COMPARE_OPERATOR_NOT) {
-        const Operand operand = Condition(Pop());
+        const Operand operand = PopCondition();
         // NOT over IN, BETWEEN and LIKE of a column reads back from x NOT IN (...) and alike.
         if (operand.column && (operand.shape == SHAPE_IN || operand.shape == SHAPE_BETWEEN || operand.shape == SHAPE_LIKE)) {
             const char* word = operand.shape == SHAPE_IN ? " NOT IN (" : " NOT ";
@@ -507,7 +535,7 @@ void CExpression::Compare(ICompareOperator* item) {
         return;
     }
     const Operand right = Pop();
-    const Operand left = Value(Pop());
+    const Operand left = PopValue();
     if (op == COMPARE_OPERATOR_IS || op == COMPARE_OPERATOR_ISNOT) {
         if (right.kind != OPERAND_NULL) Refuse("IS with something other than NULL");
         Push(MakeCondition(left.text + (op == COMPARE_OPERATOR_IS ? " IS NULL" : " IS NOT NULL"), PREC_PREDICATE));
@@ -537,18 +565,18 @@ void CExpression::Compare(ICompareOperator* item) {
 void CExpression::Conditional(IConditionalStatement* item) {
     const long marker = ReadValue<CONDITIONALSTATEMENT_TYPE>(item, &IConditionalStatement::get_ConditionalStatement);
     switch (marker) {
-    case CONDITIONALSTATEMENT_CASE_SIMPLE: Push(MakeMarker(OPERAND_CASE_HEAD, "CASE " + Value(Pop()).text)); return;
+    case CONDITIONALSTATEMENT_CASE_SIMPLE: Push(MakeMarker(OPERAND_CASE_HEAD, "CASE " + PopValue().text)); return;
     case CONDITIONALSTATEMENT_CASE_SEARCHED: Push(MakeMarker(OPERAND_CASE_HEAD, "CASE")); return;
     case CONDITIONALSTATEMENT_WHEN_SIMPLE:
     case CONDITIONALSTATEMENT_WHEN_SEARCHED: {
-        const Operand result = Value(Pop());
+        const Operand result = PopValue();
         const Operand test = Pop();
         const bool searched = marker == CONDITIONALSTATEMENT_WHEN_SEARCHED;
         Push(MakeMarker(OPERAND_WHENS, "WHEN " + (searched ? Condition(test) : Value(test)).text + " THEN " + result.text));
         return;
     }
     case CONDITIONALSTATEMENT_ELSE: {
-        const Operand value = Value(Pop());
+        const Operand value = PopValue();
         Operand head = Pop();
         if (head.kind != OPERAND_CASE_HEAD || head.hasElse) Refuse("ELSE outside a CASE");
         head.hasElse = true;
@@ -558,13 +586,13 @@ void CExpression::Conditional(IConditionalStatement* item) {
     }
     case CONDITIONALSTATEMENT_END: Push(MakeMarker(OPERAND_CASE_END)); return;
     case CONDITIONALSTATEMENT_NULLIF: {
-        const Operand second = Value(Pop());
-        const Operand first = Value(Pop());
+        const Operand second = PopValue();
+        const Operand first = PopValue();
         Push(MakeValue("NULLIF(" + first.text + ", " + second.text + ")"));
         return;
     }
     case CONDITIONALSTATEMENT_IF: {
-        const Operand condition = Condition(Pop());
+        const Operand condition = PopCondition();
         const Operand pair = Pop();
         if (pair.kind != OPERAND_IF_PAIR) Refuse("IF without its two values");
         Push(MakeValue("IF(" + condition.text + ", " + pair.second + ", " + pair.text + ")"));
@@ -572,7 +600,7 @@ void CExpression::Conditional(IConditionalStatement* item) {
     }
     case CONDITIONALSTATEMENT_COALESCE_BEGIN: Push(MakeMarker(OPERAND_COALESCE)); return;
     case CONDITIONALSTATEMENT_COALESCE_ITEM: {
-        const Operand value = Value(Pop());
+        const Operand value = PopValue();
         Operand list = Pop();
         if (list.kind != OPERAND_COALESCE) Refuse("a COALESCE argument outside COALESCE");
         list.text += (list.text.empty() ? "" : ", ") + value.text;

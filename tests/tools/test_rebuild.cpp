@@ -128,6 +128,21 @@ TEST_F(RebuildTest, SetOperationsWithoutTheirOperators) {
     EXPECT_EQ(RoundTrip("SELECT a FROM t UNION (DELETE FROM t UNION SELECT b FROM u) UNION SELECT c FROM v", accepted), "");
 }
 
+// A 100,000-value IN list and a 100,000-term OR chain: each step grows the text in place,
+// where copying it would take quadratic time.
+TEST_F(RebuildTest, LongChainsRoundTrip) {
+    std::string in = "SELECT a FROM t WHERE x IN (0", chain = "SELECT a FROM t WHERE x = 0";
+    for (int i = 1; i < 100000; ++i) {
+        in += ", " + std::to_string(i);
+        chain += " OR y" + std::to_string(i) + " = 1";
+    }
+    in += ")";
+    bool accepted = false;
+    EXPECT_EQ(Rebuilt(in), in);
+    EXPECT_EQ(RoundTrip(chain, accepted), "");
+    EXPECT_TRUE(accepted);
+}
+
 // ---------------------------------------------------------------------------------------
 // Generated statements: random sentences of the whole language, names that need quoting
 // included; each accepted one must round-trip.
