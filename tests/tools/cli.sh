@@ -13,11 +13,14 @@ failed=0
 expect() {
   local name=$1 status=$2 out=$3 err=$4
   shift 5
-  "${tool[@]}" "$@" <"$dir/in" >"$dir/out" 2>"$dir/err"
+  "${tool[@]}" "$@" <"$dir/in" >"$dir/out.raw" 2>"$dir/err.raw"
   local rc=$?
+  # Line ends without carriage returns (Windows programs write CR LF).
+  tr -d '\r' <"$dir/out.raw" >"$dir/out"
+  tr -d '\r' <"$dir/err.raw" >"$dir/err"
   local got_out got_err
-  got_out=$(tr -d '\r' <"$dir/out")
-  got_err=$(tr -d '\r' <"$dir/err")
+  got_out=$(cat "$dir/out")
+  got_err=$(cat "$dir/err")
   if [ "$rc" != "$status" ]; then echo "$name: exit status $rc, expected $status"; failed=1; fi
   if [ "$out" != "*" ] && [ "$got_out" != "$out" ]; then
     printf '%s: standard output\n%s\nexpected\n%s\n' "$name" "$got_out" "$out"; failed=1
@@ -36,10 +39,10 @@ expect accepted 0 "SELECT a FROM t;
 DROP TABLE x;" "" -- --sql -f good.sql
 expect rejected_place 1 "*" "*" -- -q -f mixed.sql
 grep -q '^mixed.sql:3:5: Parse error$' err || { echo "rejected_place: no mixed.sql:3:5 line"; cat err; failed=1; }
-tail -n 2 err | tr -d '\r' >tail
+tail -n 2 err >tail
 printf '  b c from t\n    ^\n' | cmp -s - tail || { echo "rejected_place: line and caret"; cat tail; failed=1; }
 expect argument 1 "" "*" -- "SELECT"
-head -n 1 err | tr -d '\r' | grep -qx '1:7: Parse error' || { echo "argument: position"; cat err; failed=1; }
+head -n 1 err | grep -qx '1:7: Parse error' || { echo "argument: position"; cat err; failed=1; }
 cp mixed.sql in
 expect stdin_script 1 "DROP TABLE x;" "*" -- --sql -f -
 grep -q '^<stdin>:3:5: ' err || { echo "stdin_script: position"; failed=1; }
