@@ -58,7 +58,7 @@ template <class V, class T, class Getter> V ReadValue(T* object, Getter get) {
     return value;
 }
 
-// Element index (1-based) of a list or stack, as a VARIANT the caller clears.
+// The number of elements of a list or stack (0 when it cannot be read).
 template <class List> long CountOf(List* list) {
     LONG count = 0;
     if (!list || FAILED(list->get_Count(&count)) || count < 0) return 0;
@@ -79,6 +79,7 @@ private:
     VARIANT m_v;
 };
 
+// Element index (1-based) of a list or stack.
 template <class List> void ItemOf(List* list, long index, CVariant& element) {
     if (FAILED(list->get_Item(index, element.Out()))) Refuse("a list element could not be read");
 }
