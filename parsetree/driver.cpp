@@ -136,6 +136,7 @@ inline bool Driver::Push(Stacks& stacks, int state, CSQLNode* value) {
 
 bool Driver::Grow() {
     if (m_nCapacity >= static_cast<size_t>(kMaxStackDepth)) {
+        m_Tree.SetErrorOffset(m_Scanner.TokenOffset());
         if (!m_Tree.HasError()) m_Tree.SetError("parser stack overflow");
         return false;
     }
@@ -282,6 +283,7 @@ int Driver::RunDebug() {
 // Composes the report of the first syntax error of the parse from the failing state's
 // row, the scanner's and the tree's last tokens, the last reduced node and the trace.
 void Driver::ReportSyntaxError(int state) {
+    m_Tree.SetErrorOffset(m_Scanner.TokenOffset()); // where the parse stopped, for tools
     if (m_Tree.HasError()) return; // a case-state error came first and wins
     std::string report, word;
     LoadReportText(report, IDS_PARSE_ERROR);

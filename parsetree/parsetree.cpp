@@ -22,6 +22,7 @@ void CParseTree::Reset() {
     m_Nodes.RemoveAll();
     m_Arena.Reset();
     m_strError.clear();
+    m_nErrorOffset = 0;
 }
 
 void CParseTree::CreateToken(int32_t code, const char* text) {

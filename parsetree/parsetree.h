@@ -71,6 +71,11 @@ public:
     CSQLNode* GetRoot() const { return m_pRoot; }
     void SetRoot(CSQLNode* root) { m_pRoot = root; }
     const std::string& GetErrorText() const { return m_strError; }
+    // Where the parse stopped on a syntax error or stack overflow: the byte offset in the
+    // narrow statement text of the token read last (the text's length at its end). The
+    // driver sets it once, on the failure path; 0 after an accepted parse.
+    size_t GetErrorOffset() const { return m_nErrorOffset; }
+    void SetErrorOffset(size_t offset) { m_nErrorOffset = offset; }
 
     void Reset();
 
@@ -101,6 +106,7 @@ private:
     CMapStringToObjectPtrTempl<CSQLNode*> m_NamedNodes;
     CSQLNode* m_pRoot = nullptr;
     std::string m_strError;
+    size_t m_nErrorOffset = 0;
 
     // Copies length bytes of statement text (no NUL among them) into the scan buffer.
     char* PrepareInput(size_t length);

@@ -32,6 +32,13 @@ public:
 
     int yylex() override;
 
+    // Where the token read last starts, as a byte offset into the text of the last Start;
+    // the text's length once the end of the text has been read.
+    size_t TokenOffset() const {
+        const size_t offset = yytext && yytext >= m_pText ? static_cast<size_t>(yytext - m_pText) : m_nLength;
+        return offset < m_nLength ? offset : m_nLength;
+    }
+
 protected:
     // flex's fatal errors (only lack of memory can raise one here) become exceptions
     // instead of ending the process.
@@ -46,5 +53,7 @@ private:
     void CaseStateError();
 
     CScanSink* m_pSink;
+    const char* m_pText = nullptr; // the text of the last Start and its length
+    size_t m_nLength = 0;
     std::string m_Copy; // the text of a scanner made over a copy
 };
