@@ -8,6 +8,7 @@
 
 #include "interfaces/interfaces.h"
 #include "objectmodel/combase.h"
+#include "objectmodel/text.h"
 #include "objectmodel/variantvector.h"
 
 // Walks a collection's live store; holds a reference to the collection so that the store
@@ -84,10 +85,10 @@ public:
     HRESULT STDMETHODCALLTYPE get_AsName(BSTR* name) override;
 
     // Builder side: the name of a select item written with a column alias.
-    void SetName(std::string_view name) { m_strName.assign(name.data(), name.size()); }
-    const std::string& Name() const { return m_strName; }
+    void SetName(std::string_view name) { m_strName.Assign(name); }
+    std::string_view Name() const { return m_strName.View(); }
 
 private:
     HRESULT CopyFront(VARIANT* value);
-    std::string m_strName;
+    CCompactText m_strName;
 };

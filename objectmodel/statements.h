@@ -82,15 +82,15 @@ private:
 class cCreateTableItem : public CComDual<cCreateTableItem, ICreateTableItem, &IID_ICreateTableItem> {
 public:
     HRESULT STDMETHODCALLTYPE get_DataLength(SHORT* value) override;
-    HRESULT STDMETHODCALLTYPE get_ColName(BSTR* value) override { return NarrowToBSTR(m_strName, value); }
+    HRESULT STDMETHODCALLTYPE get_ColName(BSTR* value) override { return NarrowToBSTR(m_strName.View(), value); }
     HRESULT STDMETHODCALLTYPE get_DataType(PARSER_DATATYPE* value) override;
     void SetDataLength(LONG length) { m_nLength = length; }
-    void SetColName(std::string_view name) { m_strName.assign(name.data(), name.size()); }
+    void SetColName(std::string_view name) { m_strName.Assign(name); }
     void SetDataType(LONG type) { m_nType = type; }
 
 private:
     LONG m_nLength = 0;
-    std::string m_strName;
+    CCompactText m_strName;
     LONG m_nType = 0;
 };
 

@@ -61,6 +61,8 @@ TEST(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
         "SELECT a FROM t UNION ALL SELECT b FROM u EXCEPT SELECT c FROM v",
         "UPDATE t SET a = 1, b = COALESCE(b, 2) WHERE c = 3",
         "INSERT INTO t (a, b) VALUES (1, 'x')",
+        // names and values too long to be kept inside their objects
+        "UPDATE a_long_table_name SET a_long_column_name = 'a long string value' WHERE t.b_long_column_name = 1",
         "CREATE TABLE t (a CHAR(10), b INTEGER)",
         "SELECT a b FROM t", // a rejected statement: the report must survive too
     };
