@@ -44,12 +44,12 @@ void CCompactText::AssignSlow(std::string_view text) {
         std::memcpy(heap, text.data(), text.size());
     }
     char inlineCopy[kInline];
-    if (!heap) std::memcpy(inlineCopy, text.data(), text.size()); // text may be in the old block
+    if (!heap && !text.empty()) std::memcpy(inlineCopy, text.data(), text.size()); // text may be in the old block
     FreeHeap();
     m_nLength = static_cast<uint32_t>(text.size());
     if (heap)
         std::memcpy(m_Bytes, &heap, sizeof heap);
-    else
+    else if (!text.empty())
         std::memcpy(m_Bytes, inlineCopy, text.size());
 }
 

@@ -36,7 +36,7 @@ public:
     // long text finds no memory; the old text stays then.
     void Assign(std::string_view text) {
         if (text.size() <= kInline && !IsHeap()) {
-            std::memmove(m_Bytes, text.data(), text.size());
+            if (!text.empty()) std::memmove(m_Bytes, text.data(), text.size());
             m_nLength = static_cast<uint32_t>(text.size());
             return;
         }
