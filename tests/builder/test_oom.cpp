@@ -72,9 +72,9 @@ TEST(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
         std::basic_string<OLECHAR> wide(sql, sql + std::strlen(sql));
         BSTR text = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
         for (long n = 0; !succeeded && n < 100000; ++n) {
-            // Blocks kept by the object pool would serve objects without reaching operator
-            // new: give them back, so that every allocation of the attempt can fail.
-            ObjectPool::ReleaseThreadBlocks();
+            // Blocks of the object pool would serve objects without reaching operator new:
+            // every piece takes a block of its own, so that every allocation can fail.
+            ObjectPool::SetBlockPerPiece(true);
             cParser* parser = nullptr;
             ASSERT_EQ(cParser::CreateInstance(&parser), S_OK);
             parser->AddRef();
@@ -91,6 +91,7 @@ TEST(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
                 succeeded = true;
             }
             parser->Release();
+            ObjectPool::SetBlockPerPiece(false);
             ASSERT_EQ(CModule::LiveObjects(), 0) << sql << " leaked at allocation " << n;
         }
         SysFreeString(text);
