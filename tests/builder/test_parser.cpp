@@ -164,6 +164,18 @@ TEST_F(Parser, DeepInputBuildsIteratively) {
     };
     cParser* parser = NewParser();
     for (const std::string& sql : cases) EXPECT_EQ(ParseText(parser, sql), S_OK) << sql.substr(0, 40);
+    // A long expression's stack holds its items in storage of exactly their number.
+    ASSERT_EQ(ParseText(parser, cases[0]), S_OK);
+    ISelectStmt* select = nullptr;
+    parser->get_SelectStmt(&select);
+    IGenericStack* where = nullptr;
+    select->get_WhereExpressionStack(&where);
+    LONG count = 0;
+    where->get_Count(&count);
+    EXPECT_EQ(count, 4 * 100000 + 3);
+    EXPECT_EQ(static_cast<cGenericStack*>(where)->Elements().Capacity(), static_cast<size_t>(count));
+    where->Release();
+    select->Release();
     parser->Release();
 }
 
