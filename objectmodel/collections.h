@@ -68,16 +68,16 @@ protected:
     CVariantVector m_Elements;
 };
 
-class cTableIdentList : public CCollection<cTableIdentList, ITableIdentList, &IID_ITableIdentList> {};
-class cColumnIdentList : public CCollection<cColumnIdentList, IColumnIdentList, &IID_IColumnIdentList> {};
-class cOrderByObjList : public CCollection<cOrderByObjList, IOrderByObjList, &IID_IOrderByObjList> {};
-class cGenericStackList : public CCollection<cGenericStackList, IGenericStackList, &IID_IGenericStackList> {};
-class cUpdateItemList : public CCollection<cUpdateItemList, IUpdateItemList, &IID_IUpdateItemList> {};
-class cCreateTableItemList
+class cTableIdentList final : public CCollection<cTableIdentList, ITableIdentList, &IID_ITableIdentList> {};
+class cColumnIdentList final : public CCollection<cColumnIdentList, IColumnIdentList, &IID_IColumnIdentList> {};
+class cOrderByObjList final : public CCollection<cOrderByObjList, IOrderByObjList, &IID_IOrderByObjList> {};
+class cGenericStackList final : public CCollection<cGenericStackList, IGenericStackList, &IID_IGenericStackList> {};
+class cUpdateItemList final : public CCollection<cUpdateItemList, IUpdateItemList, &IID_IUpdateItemList> {};
+class cCreateTableItemList final
     : public CCollection<cCreateTableItemList, ICreateTableItemList, &IID_ICreateTableItemList> {};
 
 // The expression stack: every reader starts at the first pushed element.
-class cGenericStack : public CCollection<cGenericStack, IGenericStack, &IID_IGenericStack> {
+class cGenericStack final : public CCollection<cGenericStack, IGenericStack, &IID_IGenericStack> {
 public:
     HRESULT STDMETHODCALLTYPE Push(VARIANT value) override;
     HRESULT STDMETHODCALLTYPE Pop(VARIANT* value) override;

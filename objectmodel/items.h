@@ -50,7 +50,7 @@ protected:
 const char* KindText(const char* const* texts, size_t count, long value);
 
 #define TARVOLIN_KIND_ITEM(cls, itf, type, kind, getter)                                                     \
-    class cls : public CKindItem<cls, itf, &IID_##itf, type, kind> {                                         \
+    class cls final : public CKindItem<cls, itf, &IID_##itf, type, kind> {                                         \
     public:                                                                                                   \
         HRESULT STDMETHODCALLTYPE getter(kind* value) override { return ReadKind(value); }                    \
         std::string_view Text() const;                                                                        \
@@ -68,7 +68,7 @@ TARVOLIN_KIND_ITEM(cSetOperator, ISetOperator, EXPRESSIONITEM_TYPE_SETOPERATOR, 
 
 #undef TARVOLIN_KIND_ITEM
 
-class cAggregateFunction : public CKindItem<cAggregateFunction, IAggregateFunction, &IID_IAggregateFunction,
+class cAggregateFunction final : public CKindItem<cAggregateFunction, IAggregateFunction, &IID_IAggregateFunction,
                                             EXPRESSIONITEM_TYPE_AGGREGATEFUNCTION, AGGREGATE_FUNCTION> {
 public:
     HRESULT STDMETHODCALLTYPE get_AggregateFunction(AGGREGATE_FUNCTION* value) override { return ReadKind(value); }
@@ -80,19 +80,19 @@ private:
     bool m_bDistinct = false;
 };
 
-class cSelectStarExpression : public CExpressionItem<cSelectStarExpression, ISelectStarExpression,
+class cSelectStarExpression final : public CExpressionItem<cSelectStarExpression, ISelectStarExpression,
                                                      &IID_ISelectStarExpression, EXPRESSIONITEM_TYPE_SELECTSTAR> {
 public:
     std::string_view Text() const { return "*"; }
 };
 
-class cNullExpression : public CExpressionItem<cNullExpression, INullExpression, &IID_INullExpression,
+class cNullExpression final : public CExpressionItem<cNullExpression, INullExpression, &IID_INullExpression,
                                                EXPRESSIONITEM_TYPE_NULLEXPRESSION> {
 public:
     std::string_view Text() const { return "NULL"; }
 };
 
-class cColumnIdent
+class cColumnIdent final
     : public CExpressionItem<cColumnIdent, IColumnIdent, &IID_IColumnIdent, EXPRESSIONITEM_TYPE_COLUMNIDENT> {
 public:
     HRESULT STDMETHODCALLTYPE get_TableName(BSTR* value) override { return NarrowToBSTR(m_strTable.View(), value); }
@@ -110,7 +110,7 @@ private:
     CCompactText m_strColumn;
 };
 
-class cLiteralValue
+class cLiteralValue final
     : public CExpressionItem<cLiteralValue, ILiteralValue, &IID_ILiteralValue, EXPRESSIONITEM_TYPE_LITERALVALUE> {
 public:
     HRESULT STDMETHODCALLTYPE get_DataType(PARSER_DATATYPE* value) override;
@@ -123,7 +123,7 @@ private:
     CCompactText m_strValue;
 };
 
-class cJoinOperator
+class cJoinOperator final
     : public CExpressionItem<cJoinOperator, IJoinOperator, &IID_IJoinOperator, EXPRESSIONITEM_TYPE_JOINOPERATOR> {
 public:
     ~cJoinOperator() override;
@@ -143,7 +143,7 @@ private:
     cGenericStack* m_pStack = nullptr;
 };
 
-class cTableIdent
+class cTableIdent final
     : public CExpressionItem<cTableIdent, ITableIdent, &IID_ITableIdent, EXPRESSIONITEM_TYPE_TABLEIDENT> {
 public:
     ~cTableIdent() override;
@@ -163,7 +163,7 @@ private:
     cGenericStack* m_pStack = nullptr;
 };
 
-class cCaseState : public CExpressionItem<cCaseState, ICaseState, &IID_ICaseState, EXPRESSIONITEM_TYPE_CASESTATE> {
+class cCaseState final : public CExpressionItem<cCaseState, ICaseState, &IID_ICaseState, EXPRESSIONITEM_TYPE_CASESTATE> {
 public:
     HRESULT STDMETHODCALLTYPE get_CaseState(CASESTATE_TYPE* value) override;
     // Stores the word lower-cased and sets the state when the word is one of the five.
