@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "builder/parser.h"
 #include "objectmodel/module.h"
@@ -124,6 +125,38 @@ TEST_F(Parser, OperandsSharedInTheTreeBecomeSeparateItems) {
     where->Release();
     select->Release();
     parser->Release();
+}
+
+// Items a host holds keep their memory while the parser goes through many statements whose
+// objects come and go around them.
+TEST_F(Parser, HeldItemsSurviveTheStatementsAfterThem) {
+    cParser* parser = NewParser();
+    std::vector<IDispatch*> held;
+    for (int i = 0; i < 300; ++i) {
+        const std::string name = "column_with_a_long_name_" + std::to_string(i);
+        ASSERT_EQ(ParseText(parser, "SELECT a, b + c FROM t WHERE " + name + " = 'v" + std::to_string(i) + "'"), S_OK);
+        if (i % 30) continue;
+        ISelectStmt* select = nullptr;
+        parser->get_SelectStmt(&select);
+        IGenericStack* where = nullptr;
+        select->get_WhereExpressionStack(&where);
+        VARIANT column;
+        ASSERT_EQ(where->get_Item(1, &column), S_OK);
+        held.push_back(V_DISPATCH(&column)); // the reference of the VARIANT
+        where->Release();
+        select->Release();
+    }
+    parser->Release();
+    for (size_t k = 0; k < held.size(); ++k) {
+        IColumnIdent* column = nullptr;
+        ASSERT_EQ(held[k]->QueryInterface(IID_IColumnIdent, reinterpret_cast<void**>(&column)), S_OK);
+        BSTR name = nullptr;
+        column->get_ColumnName(&name);
+        EXPECT_EQ(Narrow(name), "column_with_a_long_name_" + std::to_string(30 * k));
+        SysFreeString(name);
+        column->Release();
+        held[k]->Release();
+    }
 }
 
 TEST_F(Parser, RejectedStatementsSetTheErrorObject) {
