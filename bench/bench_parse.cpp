@@ -199,22 +199,23 @@ struct Case {
     double bestCpu = 0; // ParseSQLx2: CPU seconds per pass of both threads, best round
 };
 
-// Seconds per pass: one pass, then as many as fill minTime. *cpu is the CPU time per pass of
-// the same passes.
+// Seconds per pass: batches of passes, each larger than the one before, until a batch lasts
+// minTime (the first one, a single pass, warms up). The clock may tick coarsely (Windows
+// counts CPU time in steps of about 16 ms), so a batch too short to be measured only makes
+// the next one ten times as long. *cpu is the CPU time per pass of the counted batch.
 double Measure(const Case& c, double minTime, double* cpu) {
     double (*Now)() = c.kind == KIND_PARSESQL_X2 ? WallNow : CpuNow;
-    double start = Now(), startCpu = CpuNow();
-    Run(c.kind, *c.span, 1);
-    double once = Now() - start;
-    *cpu = CpuNow() - startCpu;
-    const int passes = once >= minTime ? 0 : static_cast<int>(std::min(1e6, minTime / std::max(once, 1e-6)));
-    if (passes == 0) return once;
-    start = Now();
-    startCpu = CpuNow();
-    Run(c.kind, *c.span, passes);
-    const double each = (Now() - start) / passes;
-    if (each < once) *cpu = (CpuNow() - startCpu) / passes;
-    return std::min(once, each);
+    for (long passes = 1;;) {
+        const double start = Now(), startCpu = CpuNow();
+        Run(c.kind, *c.span, static_cast<int>(passes));
+        const double elapsed = Now() - start;
+        if (elapsed >= minTime || passes >= (1L << 24)) {
+            *cpu = (CpuNow() - startCpu) / static_cast<double>(passes);
+            return elapsed / static_cast<double>(passes);
+        }
+        const double wanted = elapsed > 0 ? 1.2 * minTime / elapsed * static_cast<double>(passes) : 10.0 * passes;
+        passes = std::max(passes + 1, std::min(static_cast<long>(wanted), 10 * passes));
+    }
 }
 
 bool Selected(const std::string& name, const std::string& filter) {
