@@ -7,6 +7,9 @@
 
 class cParser : public CComDual<cParser, IParser, &IID_IParser> {
 public:
+    // The trace is needed only for the report of a rejected statement: the tree records it
+    // only then (see CParseTree::SetTraceKept).
+    cParser() { m_ParseTree.SetTraceKept(false); }
     ~cParser() override;
 
     HRESULT STDMETHODCALLTYPE ParseSQL(BSTR text) override;

@@ -95,4 +95,4 @@ HRESULT cGenericStack::Pop(VARIANT* value) {
 
 HRESULT cGenericStack::Peek(VARIANT* value) { return CopyFront(value); }
 
-HRESULT cGenericStack::get_AsName(BSTR* name) { return NarrowToBSTR(m_strName, name); }
+HRESULT cGenericStack::get_AsName(BSTR* name) { return NarrowToBSTR(m_strName.View(), name); }

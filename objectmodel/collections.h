@@ -8,6 +8,7 @@
 
 #include "interfaces/interfaces.h"
 #include "objectmodel/combase.h"
+#include "objectmodel/text.h"
 #include "objectmodel/variantvector.h"
 
 // Walks a collection's live store; holds a reference to the collection so that the store
@@ -67,16 +68,16 @@ protected:
     CVariantVector m_Elements;
 };
 
-class cTableIdentList : public CCollection<cTableIdentList, ITableIdentList, &IID_ITableIdentList> {};
-class cColumnIdentList : public CCollection<cColumnIdentList, IColumnIdentList, &IID_IColumnIdentList> {};
-class cOrderByObjList : public CCollection<cOrderByObjList, IOrderByObjList, &IID_IOrderByObjList> {};
-class cGenericStackList : public CCollection<cGenericStackList, IGenericStackList, &IID_IGenericStackList> {};
-class cUpdateItemList : public CCollection<cUpdateItemList, IUpdateItemList, &IID_IUpdateItemList> {};
-class cCreateTableItemList
+class cTableIdentList final : public CCollection<cTableIdentList, ITableIdentList, &IID_ITableIdentList> {};
+class cColumnIdentList final : public CCollection<cColumnIdentList, IColumnIdentList, &IID_IColumnIdentList> {};
+class cOrderByObjList final : public CCollection<cOrderByObjList, IOrderByObjList, &IID_IOrderByObjList> {};
+class cGenericStackList final : public CCollection<cGenericStackList, IGenericStackList, &IID_IGenericStackList> {};
+class cUpdateItemList final : public CCollection<cUpdateItemList, IUpdateItemList, &IID_IUpdateItemList> {};
+class cCreateTableItemList final
     : public CCollection<cCreateTableItemList, ICreateTableItemList, &IID_ICreateTableItemList> {};
 
 // The expression stack: every reader starts at the first pushed element.
-class cGenericStack : public CCollection<cGenericStack, IGenericStack, &IID_IGenericStack> {
+class cGenericStack final : public CCollection<cGenericStack, IGenericStack, &IID_IGenericStack> {
 public:
     HRESULT STDMETHODCALLTYPE Push(VARIANT value) override;
     HRESULT STDMETHODCALLTYPE Pop(VARIANT* value) override;
@@ -84,10 +85,10 @@ public:
     HRESULT STDMETHODCALLTYPE get_AsName(BSTR* name) override;
 
     // Builder side: the name of a select item written with a column alias.
-    void SetName(std::string_view name) { m_strName.assign(name.data(), name.size()); }
-    const std::string& Name() const { return m_strName; }
+    void SetName(std::string_view name) { m_strName.Assign(name); }
+    std::string_view Name() const { return m_strName.View(); }
 
 private:
     HRESULT CopyFront(VARIANT* value);
-    std::string m_strName;
+    CCompactText m_strName;
 };

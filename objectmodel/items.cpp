@@ -22,7 +22,16 @@ const char* const kConditionalTexts[] = {"CASE_SIMPLE",    "CASE_SEARCHED", "WHE
 const char* const kSetTexts[] = {"UNION", "UNIONALL", "INTERSECT", "EXCEPT"};
 const char* const kCaseStateWords[] = {"selected", "excluded", "hidden", "label", "marked"};
 
-std::string Quoted(const std::string& name) { return NameNeedsQuotes(name) ? "'" + name + "'" : name; }
+// Appends name to text, between single quotes when it needs them.
+void AppendQuoted(std::string& text, std::string_view name) {
+    if (NameNeedsQuotes(name)) {
+        text += '\'';
+        text += name;
+        text += '\'';
+    } else {
+        text += name;
+    }
+}
 
 HRESULT ReadStack(cGenericStack* stack, IGenericStack** value) {
     if (!value) return E_POINTER;
@@ -43,16 +52,16 @@ const char* KindText(const char* const* texts, size_t count, long value) {
     return value >= 0 && static_cast<unsigned long>(value) < count ? texts[value] : kError;
 }
 
-bool NameNeedsQuotes(const std::string& name) { return name.find_first_of(" .\\/") != std::string::npos; }
+bool NameNeedsQuotes(std::string_view name) { return name.find_first_of(" .\\/") != std::string_view::npos; }
 
-std::string cAritOperator::Text() const { return Lookup(kAritTexts, m_nKind); }
-std::string cBoolOperator::Text() const { return Lookup(kBoolTexts, m_nKind); }
-std::string cCompareOperator::Text() const { return Lookup(kCompareTexts, m_nKind); }
-std::string cDateFunction::Text() const { return Lookup(kDateTexts, m_nKind); }
-std::string cMathFunction::Text() const { return Lookup(kMathTexts, m_nKind); }
-std::string cConditionalStatement::Text() const { return Lookup(kConditionalTexts, m_nKind); }
-std::string cSetOperator::Text() const { return Lookup(kSetTexts, m_nKind); }
-std::string cAggregateFunction::Text() const { return Lookup(kAggregateTexts, m_nKind); }
+std::string_view cAritOperator::Text() const { return Lookup(kAritTexts, m_nKind); }
+std::string_view cBoolOperator::Text() const { return Lookup(kBoolTexts, m_nKind); }
+std::string_view cCompareOperator::Text() const { return Lookup(kCompareTexts, m_nKind); }
+std::string_view cDateFunction::Text() const { return Lookup(kDateTexts, m_nKind); }
+std::string_view cMathFunction::Text() const { return Lookup(kMathTexts, m_nKind); }
+std::string_view cConditionalStatement::Text() const { return Lookup(kConditionalTexts, m_nKind); }
+std::string_view cSetOperator::Text() const { return Lookup(kSetTexts, m_nKind); }
+std::string_view cAggregateFunction::Text() const { return Lookup(kAggregateTexts, m_nKind); }
 
 HRESULT cAggregateFunction::get_Distinct(LONG* value) {
     if (!value) return E_POINTER;
@@ -62,8 +71,12 @@ HRESULT cAggregateFunction::get_Distinct(LONG* value) {
 
 std::string cColumnIdent::Text() const {
     std::string text;
-    if (!m_strTable.empty()) text = Quoted(m_strTable) + ".";
-    return text + Quoted(m_strColumn);
+    if (!m_strTable.Empty()) {
+        AppendQuoted(text, m_strTable.View());
+        text += '.';
+    }
+    AppendQuoted(text, m_strColumn.View());
+    return text;
 }
 
 HRESULT cLiteralValue::get_DataType(PARSER_DATATYPE* value) { return ReadEnum(m_nType, value); }
@@ -120,18 +133,23 @@ HRESULT cTableIdent::get_JoinExpressionStack(IGenericStack** value) { return Rea
 
 std::string cTableIdent::Text() const {
     if (m_pStack) return "{JoinedTable}";
-    std::string text = Quoted(m_strName);
-    if (!m_strAlias.empty()) text += " AS " + Quoted(m_strAlias);
+    std::string text;
+    AppendQuoted(text, m_strName.View());
+    if (!m_strAlias.Empty()) {
+        text += " AS ";
+        AppendQuoted(text, m_strAlias.View());
+    }
     return text;
 }
 
 HRESULT cCaseState::get_CaseState(CASESTATE_TYPE* value) { return ReadEnum(m_nState, value); }
 
 void cCaseState::SetCaseStateText(std::string_view word) {
-    m_strWord.assign(word.data(), word.size());
-    for (char& c : m_strWord) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    std::string lower(word);
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    m_strWord.Assign(lower);
     for (size_t i = 0; i < std::size(kCaseStateWords); ++i) {
-        if (m_strWord == kCaseStateWords[i]) {
+        if (lower == kCaseStateWords[i]) {
             m_nState = static_cast<LONG>(i);
             return;
         }

@@ -50,10 +50,10 @@ protected:
 const char* KindText(const char* const* texts, size_t count, long value);
 
 #define TARVOLIN_KIND_ITEM(cls, itf, type, kind, getter)                                                     \
-    class cls : public CKindItem<cls, itf, &IID_##itf, type, kind> {                                         \
+    class cls final : public CKindItem<cls, itf, &IID_##itf, type, kind> {                                         \
     public:                                                                                                   \
         HRESULT STDMETHODCALLTYPE getter(kind* value) override { return ReadKind(value); }                    \
-        std::string Text() const;                                                                             \
+        std::string_view Text() const;                                                                        \
     }
 
 TARVOLIN_KIND_ITEM(cAritOperator, IAritOperator, EXPRESSIONITEM_TYPE_ARITOPERATOR, ARIT_OPERATOR, get_AritOperator);
@@ -68,60 +68,62 @@ TARVOLIN_KIND_ITEM(cSetOperator, ISetOperator, EXPRESSIONITEM_TYPE_SETOPERATOR, 
 
 #undef TARVOLIN_KIND_ITEM
 
-class cAggregateFunction : public CKindItem<cAggregateFunction, IAggregateFunction, &IID_IAggregateFunction,
+class cAggregateFunction final : public CKindItem<cAggregateFunction, IAggregateFunction, &IID_IAggregateFunction,
                                             EXPRESSIONITEM_TYPE_AGGREGATEFUNCTION, AGGREGATE_FUNCTION> {
 public:
     HRESULT STDMETHODCALLTYPE get_AggregateFunction(AGGREGATE_FUNCTION* value) override { return ReadKind(value); }
     HRESULT STDMETHODCALLTYPE get_Distinct(LONG* value) override;
     void SetDistinct(bool distinct) { m_bDistinct = distinct; }
-    std::string Text() const;
+    std::string_view Text() const;
 
 private:
     bool m_bDistinct = false;
 };
 
-class cSelectStarExpression : public CExpressionItem<cSelectStarExpression, ISelectStarExpression,
+class cSelectStarExpression final : public CExpressionItem<cSelectStarExpression, ISelectStarExpression,
                                                      &IID_ISelectStarExpression, EXPRESSIONITEM_TYPE_SELECTSTAR> {
 public:
-    std::string Text() const { return "*"; }
+    std::string_view Text() const { return "*"; }
 };
 
-class cNullExpression : public CExpressionItem<cNullExpression, INullExpression, &IID_INullExpression,
+class cNullExpression final : public CExpressionItem<cNullExpression, INullExpression, &IID_INullExpression,
                                                EXPRESSIONITEM_TYPE_NULLEXPRESSION> {
 public:
-    std::string Text() const { return "NULL"; }
+    std::string_view Text() const { return "NULL"; }
 };
 
-class cColumnIdent
+class cColumnIdent final
     : public CExpressionItem<cColumnIdent, IColumnIdent, &IID_IColumnIdent, EXPRESSIONITEM_TYPE_COLUMNIDENT> {
 public:
-    HRESULT STDMETHODCALLTYPE get_TableName(BSTR* value) override { return NarrowToBSTR(m_strTable, value); }
-    HRESULT STDMETHODCALLTYPE get_ColumnName(BSTR* value) override { return NarrowToBSTR(m_strColumn, value); }
-    void SetTableName(std::string_view name) { m_strTable.assign(name.data(), name.size()); }
-    void SetColumnName(std::string_view name) { m_strColumn.assign(name.data(), name.size()); }
-    const std::string& TableName() const { return m_strTable; }
-    const std::string& ColumnName() const { return m_strColumn; }
+    HRESULT STDMETHODCALLTYPE get_TableName(BSTR* value) override { return NarrowToBSTR(m_strTable.View(), value); }
+    HRESULT STDMETHODCALLTYPE get_ColumnName(BSTR* value) override {
+        return NarrowToBSTR(m_strColumn.View(), value);
+    }
+    void SetTableName(std::string_view name) { m_strTable.Assign(name); }
+    void SetColumnName(std::string_view name) { m_strColumn.Assign(name); }
+    std::string_view TableName() const { return m_strTable.View(); }
+    std::string_view ColumnName() const { return m_strColumn.View(); }
     std::string Text() const;
 
 private:
-    std::string m_strTable;
-    std::string m_strColumn;
+    CCompactText m_strTable;
+    CCompactText m_strColumn;
 };
 
-class cLiteralValue
+class cLiteralValue final
     : public CExpressionItem<cLiteralValue, ILiteralValue, &IID_ILiteralValue, EXPRESSIONITEM_TYPE_LITERALVALUE> {
 public:
     HRESULT STDMETHODCALLTYPE get_DataType(PARSER_DATATYPE* value) override;
     void SetDataType(LONG type) { m_nType = type; }
-    void SetValue(std::string_view value) { m_strValue.assign(value.data(), value.size()); }
-    std::string Text() const { return m_strValue; }
+    void SetValue(std::string_view value) { m_strValue.Assign(value); }
+    std::string_view Text() const { return m_strValue.View(); }
 
 private:
     LONG m_nType = 0;
-    std::string m_strValue;
+    CCompactText m_strValue;
 };
 
-class cJoinOperator
+class cJoinOperator final
     : public CExpressionItem<cJoinOperator, IJoinOperator, &IID_IJoinOperator, EXPRESSIONITEM_TYPE_JOINOPERATOR> {
 public:
     ~cJoinOperator() override;
@@ -141,37 +143,37 @@ private:
     cGenericStack* m_pStack = nullptr;
 };
 
-class cTableIdent
+class cTableIdent final
     : public CExpressionItem<cTableIdent, ITableIdent, &IID_ITableIdent, EXPRESSIONITEM_TYPE_TABLEIDENT> {
 public:
     ~cTableIdent() override;
-    HRESULT STDMETHODCALLTYPE get_Name(BSTR* value) override { return NarrowToBSTR(m_strName, value); }
-    HRESULT STDMETHODCALLTYPE get_Alias(BSTR* value) override { return NarrowToBSTR(m_strAlias, value); }
+    HRESULT STDMETHODCALLTYPE get_Name(BSTR* value) override { return NarrowToBSTR(m_strName.View(), value); }
+    HRESULT STDMETHODCALLTYPE get_Alias(BSTR* value) override { return NarrowToBSTR(m_strAlias.View(), value); }
     HRESULT STDMETHODCALLTYPE get_JoinedTable(LONG* value) override;
     HRESULT STDMETHODCALLTYPE get_JoinExpressionStack(IGenericStack** value) override;
-    void SetName(std::string_view name) { m_strName.assign(name.data(), name.size()); }
-    void SetAlias(std::string_view alias) { m_strAlias.assign(alias.data(), alias.size()); }
+    void SetName(std::string_view name) { m_strName.Assign(name); }
+    void SetAlias(std::string_view alias) { m_strAlias.Assign(alias); }
     // Takes one reference of stack, releasing any stack held before.
     void SetJoinStack(cGenericStack* stack);
     std::string Text() const;
 
 private:
-    std::string m_strName;
-    std::string m_strAlias;
+    CCompactText m_strName;
+    CCompactText m_strAlias;
     cGenericStack* m_pStack = nullptr;
 };
 
-class cCaseState : public CExpressionItem<cCaseState, ICaseState, &IID_ICaseState, EXPRESSIONITEM_TYPE_CASESTATE> {
+class cCaseState final : public CExpressionItem<cCaseState, ICaseState, &IID_ICaseState, EXPRESSIONITEM_TYPE_CASESTATE> {
 public:
     HRESULT STDMETHODCALLTYPE get_CaseState(CASESTATE_TYPE* value) override;
     // Stores the word lower-cased and sets the state when the word is one of the five.
     void SetCaseStateText(std::string_view word);
-    std::string Text() const { return m_strWord; }
+    std::string_view Text() const { return m_strWord.View(); }
 
 private:
     LONG m_nState = CASESTATE_SELECTED;
-    std::string m_strWord;
+    CCompactText m_strWord;
 };
 
 // True when a table or column name must be written between single quotes.
-bool NameNeedsQuotes(const std::string& name);
+bool NameNeedsQuotes(std::string_view name);

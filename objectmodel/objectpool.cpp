@@ -1,5 +1,6 @@
 #include "objectmodel/objectpool.h"
 
+#include <atomic>
 #include <cstdint>
 #include <new>
 
@@ -7,39 +8,110 @@
 
 namespace {
 
-constexpr size_t kClasses = ObjectPool::kLargestPooled / ObjectPool::kGranule;
+using ObjectPool::kBlockBytes;
+using ObjectPool::kGranule;
 
-struct FreeBlock {
-    FreeBlock* next;
+// A block's count while a thread allocates from it: far above any number of pieces a block
+// can hold, so frees cannot bring it to zero.
+constexpr uint32_t kBias = 1u << 30;
+
+// The start of every block (blocks are aligned to kBlockBytes, so a piece finds its block
+// by masking its address).
+struct alignas(kGranule) Block {
+    std::atomic<uint32_t> live; // pieces not yet freed, plus kBias while a thread's current
+    void* raw;                  // what ::operator new gave, for giving it back
 };
 
-// The calling thread's lists. Trivially constructed and destroyed, so reaching it costs
-// no initialisation check; the thread-end work (threadexit.h) is armed when the first block
-// is kept.
-struct ThreadLists {
-    FreeBlock* head[kClasses];
-    uint32_t count[kClasses];
-    bool armed;  // the thread-exit cleanup is registered
-    bool closed; // the thread is ending: blocks go straight back to the heap
+constexpr size_t kFirstPiece = (sizeof(Block) + kGranule - 1) & ~(kGranule - 1);
+
+// The calling thread's blocks. Trivially constructed and destroyed, so reaching it costs no
+// initialisation check; the thread-end work (threadexit.h) is armed when the first block is
+// taken. A thread for which it cannot be armed leaves every block after one piece.
+struct ThreadBlocks {
+    char* cursor; // next free byte of the current block
+    char* end;    // end of the current block (cursor == end: none)
+    Block* current;
+    uint32_t taken; // pieces allocated from the current block since it was (re)started
+    uint32_t keptCount;
+    Block* kept[ObjectPool::kKeptBlocks];
+    bool armed;        // the thread-exit cleanup is registered
+    bool closed;       // the thread is ending: nothing is kept any more
+    bool blockPerPiece; // see SetBlockPerPiece
 };
 
-thread_local ThreadLists t_Lists{};
+thread_local ThreadBlocks t_Blocks{};
 
-void ReleaseAll(ThreadLists& lists) noexcept {
-    for (size_t c = 0; c < kClasses; ++c) {
-        FreeBlock* b = lists.head[c];
-        while (b) {
-            FreeBlock* next = b->next;
-            ::operator delete(b);
-            b = next;
-        }
-        lists.head[c] = nullptr;
-        lists.count[c] = 0;
-    }
+Block* BlockOf(void* piece) {
+    return reinterpret_cast<Block*>(reinterpret_cast<uintptr_t>(piece) & ~uintptr_t(kBlockBytes - 1));
 }
 
-constexpr size_t ClassOf(size_t size) { return size == 0 ? 0 : (size - 1) / ObjectPool::kGranule; }
-constexpr size_t ClassSize(size_t c) { return (c + 1) * ObjectPool::kGranule; }
+void GiveBack(Block* block) noexcept { ::operator delete(block->raw); }
+
+// An empty block: kept for the thread's next one, or given back.
+void Recycle(Block* block) noexcept {
+    ThreadBlocks& t = t_Blocks;
+    if (t.armed && !t.closed && !t.blockPerPiece && t.keptCount < ObjectPool::kKeptBlocks)
+        t.kept[t.keptCount++] = block;
+    else
+        GiveBack(block);
+}
+
+// The thread stops allocating from its current block; the block goes at once when none of
+// its pieces is left.
+void Leave(ThreadBlocks& t) noexcept {
+    Block* block = t.current;
+    if (!block) return;
+    t.current = nullptr;
+    t.cursor = t.end = nullptr;
+    const uint32_t unused = kBias - t.taken;
+    if (block->live.fetch_sub(unused, std::memory_order_acq_rel) == unused) Recycle(block);
+}
+
+Block* NewBlock(ThreadBlocks& t) noexcept {
+    if (t.keptCount) return t.kept[--t.keptCount];
+    // Twice the size, so that an aligned block fits wherever the heap puts it; the part
+    // outside the block is never written and costs address space only.
+    void* raw = ::operator new(2 * kBlockBytes, std::nothrow);
+    if (!raw) return nullptr;
+    auto* block = reinterpret_cast<Block*>((reinterpret_cast<uintptr_t>(raw) + kBlockBytes - 1) &
+                                           ~uintptr_t(kBlockBytes - 1));
+    block->raw = raw;
+    return block;
+}
+
+void Start(ThreadBlocks& t, Block* block) noexcept {
+    block->live.store(kBias, std::memory_order_relaxed);
+    t.current = block;
+    t.taken = 0;
+    t.cursor = reinterpret_cast<char*>(block) + kFirstPiece;
+    t.end = reinterpret_cast<char*>(block) + kBlockBytes;
+}
+
+void ReleaseKept(ThreadBlocks& t) noexcept {
+    while (t.keptCount) GiveBack(t.kept[--t.keptCount]);
+}
+
+// The current block has no room for size bytes.
+// Kept out of line, so that the common path stays a few instructions without a frame.
+[[gnu::noinline]] void* AllocateSlow(size_t size) noexcept {
+    ThreadBlocks& t = t_Blocks;
+    if (t.current && !t.blockPerPiece && t.current->live.load(std::memory_order_acquire) == kBias - t.taken) {
+        // Every piece of the block has been freed: nobody else can touch it, start it over.
+        Start(t, t.current);
+    } else {
+        Leave(t);
+        // A block the thread goes on allocating from must be left when the thread ends.
+        if (!t.armed && !t.closed) t.armed = ThreadExit::Arm();
+        Block* block = NewBlock(t);
+        if (!block) return nullptr;
+        Start(t, block);
+    }
+    char* piece = t.cursor;
+    t.cursor += size;
+    ++t.taken;
+    if (t.blockPerPiece || !t.armed || t.closed) Leave(t); // the block serves this piece only
+    return piece;
+}
 
 } // namespace
 
@@ -47,54 +119,45 @@ namespace ObjectPool {
 
 void* Allocate(size_t size) noexcept {
     if (size > kLargestPooled) return ::operator new(size, std::nothrow);
-    const size_t c = ClassOf(size);
-    ThreadLists& lists = t_Lists;
-    if (FreeBlock* b = lists.head[c]) {
-        FreeBlock* next = b->next;
-        lists.head[c] = next;
-        --lists.count[c];
-        // The next block of the class is read by the next allocation (its link): blocks
-        // freed a statement ago are often out of the first-level cache by then.
-        __builtin_prefetch(next);
-        return b;
-    }
-    // Every block of a class has the class's full size, so any of them serves any request.
-    return ::operator new(ClassSize(c), std::nothrow);
+    size = size ? (size + kGranule - 1) & ~(kGranule - 1) : kGranule;
+    ThreadBlocks& t = t_Blocks;
+    if (static_cast<size_t>(t.end - t.cursor) < size) return AllocateSlow(size);
+    char* piece = t.cursor;
+    t.cursor += size;
+    ++t.taken;
+    return piece;
 }
 
-void Free(void* block, size_t size) noexcept {
-    if (!block) return;
-    ThreadLists& lists = t_Lists;
-    const size_t c = ClassOf(size);
-    if (size > kLargestPooled || lists.closed || (lists.count[c] + 1) * ClassSize(c) > kKeptBytesPerClass) {
-        ::operator delete(block);
+void Free(void* piece, size_t size) noexcept {
+    if (!piece) return;
+    if (size > kLargestPooled) {
+        ::operator delete(piece);
         return;
     }
-    if (!lists.armed) {
-        if (!ThreadExit::Arm()) {
-            ::operator delete(block); // the blocks could not be given back at thread end: keep none
-            return;
-        }
-        lists.armed = true;
-    }
-    FreeBlock* b = static_cast<FreeBlock*>(block);
-    b->next = lists.head[c];
-    lists.head[c] = b;
-    ++lists.count[c];
+    Block* block = BlockOf(piece);
+    if (block->live.fetch_sub(1, std::memory_order_acq_rel) == 1) Recycle(block);
 }
 
-void ReleaseThreadBlocks() noexcept { ReleaseAll(t_Lists); }
+void ReleaseThreadBlocks() noexcept {
+    ThreadBlocks& t = t_Blocks;
+    Leave(t);
+    ReleaseKept(t);
+}
+
+void SetBlockPerPiece(bool on) noexcept {
+    ThreadBlocks& t = t_Blocks;
+    Leave(t);
+    t.blockPerPiece = on;
+}
 
 void ThreadEnded() noexcept {
-    ReleaseAll(t_Lists);
-    // Objects released later in the thread's (or process's) shutdown bypass the lists.
-    t_Lists.closed = true;
+    ThreadBlocks& t = t_Blocks;
+    // Pieces allocated later in the thread's (or process's) shutdown take a block each.
+    t.closed = true;
+    Leave(t);
+    ReleaseKept(t);
 }
 
-size_t ThreadPooledBytes() noexcept {
-    size_t bytes = 0;
-    for (size_t c = 0; c < kClasses; ++c) bytes += t_Lists.count[c] * ClassSize(c);
-    return bytes;
-}
+size_t ThreadPooledBytes() noexcept { return t_Blocks.keptCount * kBlockBytes; }
 
 } // namespace ObjectPool

@@ -53,7 +53,7 @@ template <class... Subs> HRESULT CreateAll(Subs&... subs) {
 
 HRESULT ReadBool(bool flag, LONG* value);
 
-class cOrderByObj : public CComDual<cOrderByObj, IOrderByObj, &IID_IOrderByObj> {
+class cOrderByObj final : public CComDual<cOrderByObj, IOrderByObj, &IID_IOrderByObj> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Column); }
     HRESULT STDMETHODCALLTYPE get_Asc(LONG* value) override { return ReadBool(m_bAsc, value); }
@@ -66,7 +66,7 @@ private:
     bool m_bAsc = true;
 };
 
-class cUpdateItem : public CComDual<cUpdateItem, IUpdateItem, &IID_IUpdateItem> {
+class cUpdateItem final : public CComDual<cUpdateItem, IUpdateItem, &IID_IUpdateItem> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Column, m_Stack); }
     HRESULT STDMETHODCALLTYPE get_ColumnIdent(IColumnIdent** value) override { return m_Column.Read(value); }
@@ -79,22 +79,22 @@ private:
     CSubObject<cGenericStack> m_Stack;
 };
 
-class cCreateTableItem : public CComDual<cCreateTableItem, ICreateTableItem, &IID_ICreateTableItem> {
+class cCreateTableItem final : public CComDual<cCreateTableItem, ICreateTableItem, &IID_ICreateTableItem> {
 public:
     HRESULT STDMETHODCALLTYPE get_DataLength(SHORT* value) override;
-    HRESULT STDMETHODCALLTYPE get_ColName(BSTR* value) override { return NarrowToBSTR(m_strName, value); }
+    HRESULT STDMETHODCALLTYPE get_ColName(BSTR* value) override { return NarrowToBSTR(m_strName.View(), value); }
     HRESULT STDMETHODCALLTYPE get_DataType(PARSER_DATATYPE* value) override;
     void SetDataLength(LONG length) { m_nLength = length; }
-    void SetColName(std::string_view name) { m_strName.assign(name.data(), name.size()); }
+    void SetColName(std::string_view name) { m_strName.Assign(name); }
     void SetDataType(LONG type) { m_nType = type; }
 
 private:
     LONG m_nLength = 0;
-    std::string m_strName;
+    CCompactText m_strName;
     LONG m_nType = 0;
 };
 
-class cSelectStmt : public CComDual<cSelectStmt, ISelectStmt, &IID_ISelectStmt> {
+class cSelectStmt final : public CComDual<cSelectStmt, ISelectStmt, &IID_ISelectStmt> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Tables, m_OrderBy, m_Where, m_GroupBy, m_Select, m_Having); }
     ~cSelectStmt() override;
@@ -141,7 +141,7 @@ private:
     CSubObject<cGenericStack> m_Having;
 };
 
-class cUpdateStmt : public CComDual<cUpdateStmt, IUpdateStmt, &IID_IUpdateStmt> {
+class cUpdateStmt final : public CComDual<cUpdateStmt, IUpdateStmt, &IID_IUpdateStmt> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Where, m_Table, m_Items); }
     HRESULT STDMETHODCALLTYPE get_TableIdent(ITableIdent** value) override { return m_Table.Read(value); }
@@ -157,7 +157,7 @@ private:
     CSubObject<cUpdateItemList> m_Items;
 };
 
-class cInsertStmt : public CComDual<cInsertStmt, IInsertStmt, &IID_IInsertStmt> {
+class cInsertStmt final : public CComDual<cInsertStmt, IInsertStmt, &IID_IInsertStmt> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Table, m_Columns, m_Values); }
     HRESULT STDMETHODCALLTYPE get_TableIdent(ITableIdent** value) override { return m_Table.Read(value); }
@@ -175,7 +175,7 @@ private:
     CSubObject<cGenericStackList> m_Values;
 };
 
-class cDeleteStmt : public CComDual<cDeleteStmt, IDeleteStmt, &IID_IDeleteStmt> {
+class cDeleteStmt final : public CComDual<cDeleteStmt, IDeleteStmt, &IID_IDeleteStmt> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Table, m_Where); }
     HRESULT STDMETHODCALLTYPE get_TableIdent(ITableIdent** value) override { return m_Table.Read(value); }
@@ -188,7 +188,7 @@ private:
     CSubObject<cGenericStack> m_Where;
 };
 
-class cCreateTableStmt : public CComDual<cCreateTableStmt, ICreateTableStmt, &IID_ICreateTableStmt> {
+class cCreateTableStmt final : public CComDual<cCreateTableStmt, ICreateTableStmt, &IID_ICreateTableStmt> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Table, m_Items); }
     HRESULT STDMETHODCALLTYPE get_TableIdent(ITableIdent** value) override { return m_Table.Read(value); }
@@ -203,7 +203,7 @@ private:
     CSubObject<cCreateTableItemList> m_Items;
 };
 
-class cDropStmt : public CComDual<cDropStmt, IDropStmt, &IID_IDropStmt> {
+class cDropStmt final : public CComDual<cDropStmt, IDropStmt, &IID_IDropStmt> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Table); }
     HRESULT STDMETHODCALLTYPE get_TableIdent(ITableIdent** value) override { return m_Table.Read(value); }
@@ -213,7 +213,7 @@ private:
     CSubObject<cTableIdent> m_Table;
 };
 
-class cSetOperationsStmt : public CComDual<cSetOperationsStmt, ISetOperationsStmt, &IID_ISetOperationsStmt> {
+class cSetOperationsStmt final : public CComDual<cSetOperationsStmt, ISetOperationsStmt, &IID_ISetOperationsStmt> {
 public:
     HRESULT FinalConstruct() { return CreateAll(m_Stack); }
     ~cSetOperationsStmt() override { m_Stack.ReleaseShowingErrors(); }

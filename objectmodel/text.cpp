@@ -1,11 +1,20 @@
 #include "objectmodel/text.h"
 
+#include <new>
+
+#include "objectmodel/objectpool.h"
 
 HRESULT NarrowToBSTR(std::string_view text, BSTR* result) {
     if (!result) return E_POINTER;
     BSTR out = nullptr;
-    if (text.empty()) {
-        out = SysAllocStringLen(nullptr, 0);
+    // Text in the ASCII range reads the same in every ANSI code page: it is widened
+    // directly, and only text with other characters goes through the code-page conversion.
+    unsigned high = 0;
+    for (const char c : text) high |= static_cast<unsigned char>(c);
+    if (high < 0x80) {
+        out = SysAllocStringLen(nullptr, static_cast<UINT>(text.size()));
+        if (out)
+            for (size_t i = 0; i < text.size(); ++i) out[i] = static_cast<OLECHAR>(text[i]);
     } else {
         const int length = static_cast<int>(text.size());
         const int wide = MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0);
@@ -24,4 +33,29 @@ HRESULT WideToBSTR(const OLECHAR* text, size_t length, BSTR* result) {
     if (!out) return E_OUTOFMEMORY;
     *result = out;
     return S_OK;
+}
+
+void CCompactText::AssignSlow(std::string_view text) {
+    if (text.size() > UINT32_MAX) throw std::bad_alloc();
+    char* heap = nullptr;
+    if (text.size() > kInline) {
+        heap = static_cast<char*>(ObjectPool::Allocate(text.size()));
+        if (!heap) throw std::bad_alloc();
+        std::memcpy(heap, text.data(), text.size());
+    }
+    char inlineCopy[kInline];
+    if (!heap && !text.empty()) std::memcpy(inlineCopy, text.data(), text.size()); // text may be in the old block
+    FreeHeap();
+    m_nLength = static_cast<uint32_t>(text.size());
+    if (heap)
+        std::memcpy(m_Bytes, &heap, sizeof heap);
+    else if (!text.empty())
+        std::memcpy(m_Bytes, inlineCopy, text.size());
+}
+
+void CCompactText::FreeHeapSlow() {
+    char* heap;
+    std::memcpy(&heap, m_Bytes, sizeof heap);
+    ObjectPool::Free(heap, m_nLength);
+    m_nLength = 0;
 }

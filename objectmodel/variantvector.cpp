@@ -19,12 +19,17 @@ CVariantVector::~CVariantVector() {
     ObjectPool::Free(m_pItems, m_nCapacity * sizeof(VARIANT));
 }
 
-// Doubles the storage (the first one holds several elements at once), moving the live
-// elements to its start: VARIANTs are plain data and move bytewise.
+// Doubles the storage (the first one holds several elements at once). VARIANTs are plain
+// data and move bytewise.
 bool CVariantVector::Grow() {
+    if (m_nCapacity > static_cast<size_t>(-1) / 2) return false;
+    return MoveTo(m_nCapacity ? m_nCapacity * 2 : kFirstCapacity);
+}
+
+// Moves the live elements to the start of new storage for capacity elements.
+bool CVariantVector::MoveTo(size_t capacity) {
     const size_t live = Size();
-    const size_t capacity = m_nCapacity ? m_nCapacity * 2 : kFirstCapacity;
-    if (capacity > static_cast<size_t>(-1) / sizeof(VARIANT)) return false;
+    if (capacity < live || capacity > static_cast<size_t>(-1) / sizeof(VARIANT)) return false;
     auto* items = static_cast<VARIANT*>(ObjectPool::Allocate(capacity * sizeof(VARIANT)));
     if (!items) return false;
     if (live) std::memcpy(static_cast<void*>(items), m_pItems + m_nHead, live * sizeof(VARIANT));

@@ -46,10 +46,14 @@ public:
 
     // Elements the store can hold without allocating.
     size_t Capacity() const { return m_nCapacity; }
+    // Makes room for count elements in all (the live ones included), exactly when the store
+    // has to move for it. False when memory runs out; the store is unchanged then.
+    bool Reserve(size_t count) { return count <= m_nCapacity - m_nHead || MoveTo(count); }
 
 private:
     static constexpr size_t kFirstCapacity = 8;
     bool Grow();
+    bool MoveTo(size_t capacity);
 
     VARIANT* m_pItems = nullptr;
     size_t m_nCapacity = 0;

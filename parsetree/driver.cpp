@@ -44,8 +44,9 @@ struct Stacks {
 // the vector is cut to the recorded length when the parse ends.
 class TraceRecorder {
 public:
-    explicit TraceRecorder(std::vector<int32_t>& trace) : m_Trace(trace) {
-        if (m_Trace.size() < 256) m_Trace.resize(256);
+    // A recorder that is not used (record false) leaves the vector as it is.
+    TraceRecorder(std::vector<int32_t>& trace, bool record = true) : m_Trace(trace) {
+        if (record && m_Trace.size() < 256) m_Trace.resize(256);
         m_pNext = m_Trace.data();
         m_pEnd = m_pNext + m_Trace.size();
     }
@@ -83,8 +84,9 @@ public:
 
     // The parse over the dense tables: each step reads one action entry, and chains of
     // reductions that hand a value up unchanged without reading a lookahead are taken in
-    // one goto (their reductions are still recorded).
-    int RunDense();
+    // one goto (their reductions are still recorded). Without Record, no trace is kept and
+    // a syntax error is not reported (the tree parses again with the trace for that).
+    template <bool Record> int RunDense();
     // The same parse over bison's compressed tables, step by step, writing the classic
     // debug trace to standard error.
     int RunDebug();
@@ -182,7 +184,7 @@ int Driver::SyntaxError(TraceRecorder& trace, int state) {
     return PARSE_SYNTAX_ERROR;
 }
 
-int Driver::RunDense() {
+template <bool Record> int Driver::RunDense() {
     const DenseTables& d = GetDenseTables();
     const int16_t* const actions = d.action.data();
     const int16_t* const defaultOnly = d.defaultOnly.data();
@@ -193,7 +195,8 @@ int Driver::RunDense() {
     const int finalState = m_Tables.finalState;
 
     Stacks stacks = PrepareStacks();
-    TraceRecorder trace(m_Trace);
+    if (!Record) m_Trace.clear();
+    TraceRecorder trace(m_Trace, Record);
     int lookahead = kNoLookahead;
     int symbol = 0;
     const int16_t* row = nullptr; // the lookahead's column of the action table
@@ -210,19 +213,19 @@ int Driver::RunDense() {
             action = row[state * columns];
             if (action > 0) {
                 if (action == finalState) return PARSE_ACCEPTED;
-                trace.Add(symbol);
+                if (Record) trace.Add(symbol);
                 if (lookahead != kEndOfInput) lookahead = kNoLookahead;
                 state = action;
                 pending = nullptr;
                 continue;
             }
         }
-        if (action == 0) return SyntaxError(trace, state);
+        if (action == 0) return Record ? SyntaxError(trace, state) : PARSE_SYNTAX_ERROR;
 
         // Reduce by rule index -action (rule -action - 1) and go to the state for its
         // left-hand symbol.
         const DenseTables::Rule info = rules[-action];
-        trace.Add(action + 1);
+        if (Record) trace.Add(action + 1);
         pending = Reduce(-action - 1, info.length, info.handedUp, stacks);
         state = gotos[info.gotoRow + stacks.states[stacks.depth - 1]];
         if (state < 0) {
@@ -231,7 +234,8 @@ int Driver::RunDense() {
             // popped: none of those pushes could have met the stack limit.
             const int32_t* entry = chains - state;
             state = *entry;
-            while (*++entry) trace.Add(*entry);
+            if (Record)
+                while (*++entry) trace.Add(*entry);
         }
     }
 }
@@ -372,5 +376,6 @@ std::string FormatTrace(const std::vector<int32_t>& trace) {
 
 int yyparse(CParseTree* tree, CSQLScanner* scanner) {
     Driver driver(*tree, *scanner);
-    return yydebug ? driver.RunDebug() : driver.RunDense();
+    if (yydebug) return driver.RunDebug();
+    return tree->TraceKept() ? driver.RunDense<true>() : driver.RunDense<false>();
 }

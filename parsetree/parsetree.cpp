@@ -1,6 +1,8 @@
 #include "parsetree/parsetree.h"
 
 #include <cstring>
+#include <ostream>
+#include <streambuf>
 
 #include "parsetree/driver.h"
 #include "platform/platform.h"
@@ -46,7 +48,7 @@ char* CParseTree::PrepareInput(size_t length) {
     return &m_Input[0];
 }
 
-int32_t CParseTree::Parse(const OLECHAR* text) {
+size_t CParseTree::FillWide(const OLECHAR* text) {
     size_t length = 0;
     if (text)
         while (text[length]) ++length;
@@ -67,10 +69,10 @@ int32_t CParseTree::Parse(const OLECHAR* text) {
         narrow[length] = '\0';
         narrow[length + 1] = '\0';
     }
-    return ParseInput(length);
+    return length;
 }
 
-int32_t CParseTree::ParseNarrow(const char* text, size_t length) {
+size_t CParseTree::FillNarrow(const char* text, size_t length) {
     if (!text) length = 0;
     if (length) {
         const void* nul = std::memchr(text, '\0', length);
@@ -78,12 +80,46 @@ int32_t CParseTree::ParseNarrow(const char* text, size_t length) {
     }
     char* input = PrepareInput(length);
     if (length) std::memcpy(input, text, length);
-    return ParseInput(length);
+    return length;
 }
 
-int32_t CParseTree::ParseInput(size_t length) {
+namespace {
+
+// Where the second parse of a failed statement echoes: it was echoed the first time.
+class CDiscardBuffer final : public std::streambuf {
+protected:
+    int overflow(int c) override { return traits_type::not_eof(c); }
+};
+
+} // namespace
+
+template <class Fill> int32_t CParseTree::ParseAgainForReport(int32_t result, Fill fill) {
+    if (result != PARSE_SYNTAX_ERROR || m_bTraceKept) return result;
+    CDiscardBuffer discard;
+    std::ostream quiet(&discard);
+    m_bTraceKept = true;
+    try {
+        result = ParseInput(fill(), &quiet);
+    } catch (...) {
+        m_bTraceKept = false;
+        throw;
+    }
+    m_bTraceKept = false;
+    return result;
+}
+
+int32_t CParseTree::Parse(const OLECHAR* text) {
+    return ParseAgainForReport(ParseInput(FillWide(text), m_pEcho), [&] { return FillWide(text); });
+}
+
+int32_t CParseTree::ParseNarrow(const char* text, size_t length) {
+    return ParseAgainForReport(ParseInput(FillNarrow(text, length), m_pEcho),
+                               [&] { return FillNarrow(text, length); });
+}
+
+int32_t CParseTree::ParseInput(size_t length, std::ostream* echo) {
     Reset();
     if (!m_pScanner) m_pScanner.reset(new CSQLScanner(this));
-    m_pScanner->Start(&m_Input[0], length, m_pEcho);
+    m_pScanner->Start(&m_Input[0], length, echo);
     return yyparse(this, m_pScanner.get());
 }

@@ -89,6 +89,11 @@ public:
     // The parse trace of the last Parse, kept compactly (see driver.cpp) and only
     // turned into text when an error report is composed.
     std::vector<int32_t>& Trace() { return m_Trace; }
+    // Whether every parse keeps its trace (the default). A tree that does not keep it
+    // records none while it parses; a statement with a syntax error is then parsed once
+    // more, keeping the trace for the report, so results and reports are the same.
+    void SetTraceKept(bool kept) { m_bTraceKept = kept; }
+    bool TraceKept() const { return m_bTraceKept; }
     // The driver's state and value stacks, kept between parses to reuse their storage.
     std::vector<int16_t>& StateStack() { return m_States; }
     std::vector<CSQLNode*>& ValueStack() { return m_Values; }
@@ -110,7 +115,13 @@ private:
 
     // Copies length bytes of statement text (no NUL among them) into the scan buffer.
     char* PrepareInput(size_t length);
-    int32_t ParseInput(size_t length);
+    // Fills the scan buffer from a statement and returns its length.
+    size_t FillWide(const OLECHAR* text);
+    size_t FillNarrow(const char* text, size_t length);
+    int32_t ParseInput(size_t length, std::ostream* echo);
+    // Parses a statement again that failed without a trace, keeping one (see SetTraceKept);
+    // fill makes the scan buffer again, since the scanner works in it.
+    template <class Fill> int32_t ParseAgainForReport(int32_t result, Fill fill);
 
     CArena m_Arena;
     // The statement being parsed, with the two closing NULs the scanner needs; the
@@ -121,4 +132,5 @@ private:
     std::vector<int16_t> m_States;
     std::vector<CSQLNode*> m_Values;
     std::ostream* m_pEcho = nullptr;
+    bool m_bTraceKept = true;
 };

@@ -8,7 +8,7 @@ set -euo pipefail
 # runtime (libclang-rt-dev) is only recommended by clang, so it is listed itself.
 # dpkg-dev (dpkg-shlibdeps) and pkg-config serve the package checks; nsis builds the
 # Windows installer.
-packages=(flex bison libfl-dev cmake make g++ clang libclang-rt-dev googletest libgtest-dev libbenchmark-dev
+packages=(flex bison libfl-dev cmake make g++ clang libclang-rt-dev googletest libgtest-dev
           python3 mingw-w64-tools libwine-dev dpkg-dev pkg-config)
 if [ "${TARVOLIN_NO_WINDOWS:-0}" != 1 ]; then
   packages+=(wine wine64 g++-mingw-w64-x86-64 binutils-mingw-w64-x86-64 mingw-w64-x86-64-dev nsis)

@@ -61,6 +61,8 @@ TEST(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
         "SELECT a FROM t UNION ALL SELECT b FROM u EXCEPT SELECT c FROM v",
         "UPDATE t SET a = 1, b = COALESCE(b, 2) WHERE c = 3",
         "INSERT INTO t (a, b) VALUES (1, 'x')",
+        // names and values too long to be kept inside their objects
+        "UPDATE a_long_table_name SET a_long_column_name = 'a long string value' WHERE t.b_long_column_name = 1",
         "CREATE TABLE t (a CHAR(10), b INTEGER)",
         "SELECT a b FROM t", // a rejected statement: the report must survive too
     };
@@ -70,9 +72,9 @@ TEST(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
         std::basic_string<OLECHAR> wide(sql, sql + std::strlen(sql));
         BSTR text = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
         for (long n = 0; !succeeded && n < 100000; ++n) {
-            // Blocks kept by the object pool would serve objects without reaching operator
-            // new: give them back, so that every allocation of the attempt can fail.
-            ObjectPool::ReleaseThreadBlocks();
+            // Blocks of the object pool would serve objects without reaching operator new:
+            // every piece takes a block of its own, so that every allocation can fail.
+            ObjectPool::SetBlockPerPiece(true);
             cParser* parser = nullptr;
             ASSERT_EQ(cParser::CreateInstance(&parser), S_OK);
             parser->AddRef();
@@ -89,6 +91,7 @@ TEST(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
                 succeeded = true;
             }
             parser->Release();
+            ObjectPool::SetBlockPerPiece(false);
             ASSERT_EQ(CModule::LiveObjects(), 0) << sql << " leaked at allocation " << n;
         }
         SysFreeString(text);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "builder/parser.h"
 #include "objectmodel/module.h"
@@ -126,6 +127,38 @@ TEST_F(Parser, OperandsSharedInTheTreeBecomeSeparateItems) {
     parser->Release();
 }
 
+// Items a host holds keep their memory while the parser goes through many statements whose
+// objects come and go around them.
+TEST_F(Parser, HeldItemsSurviveTheStatementsAfterThem) {
+    cParser* parser = NewParser();
+    std::vector<IDispatch*> held;
+    for (int i = 0; i < 300; ++i) {
+        const std::string name = "column_with_a_long_name_" + std::to_string(i);
+        ASSERT_EQ(ParseText(parser, "SELECT a, b + c FROM t WHERE " + name + " = 'v" + std::to_string(i) + "'"), S_OK);
+        if (i % 30) continue;
+        ISelectStmt* select = nullptr;
+        parser->get_SelectStmt(&select);
+        IGenericStack* where = nullptr;
+        select->get_WhereExpressionStack(&where);
+        VARIANT column;
+        ASSERT_EQ(where->get_Item(1, &column), S_OK);
+        held.push_back(V_DISPATCH(&column)); // the reference of the VARIANT
+        where->Release();
+        select->Release();
+    }
+    parser->Release();
+    for (size_t k = 0; k < held.size(); ++k) {
+        IColumnIdent* column = nullptr;
+        ASSERT_EQ(held[k]->QueryInterface(IID_IColumnIdent, reinterpret_cast<void**>(&column)), S_OK);
+        BSTR name = nullptr;
+        column->get_ColumnName(&name);
+        EXPECT_EQ(Narrow(name), "column_with_a_long_name_" + std::to_string(30 * k));
+        SysFreeString(name);
+        column->Release();
+        held[k]->Release();
+    }
+}
+
 TEST_F(Parser, RejectedStatementsSetTheErrorObject) {
     // The source is the class's ProgID when it is registered (tests/component checks that
     // case), else none; a registration made outside this test is left as it is.
@@ -164,6 +197,18 @@ TEST_F(Parser, DeepInputBuildsIteratively) {
     };
     cParser* parser = NewParser();
     for (const std::string& sql : cases) EXPECT_EQ(ParseText(parser, sql), S_OK) << sql.substr(0, 40);
+    // A long expression's stack holds its items in storage of exactly their number.
+    ASSERT_EQ(ParseText(parser, cases[0]), S_OK);
+    ISelectStmt* select = nullptr;
+    parser->get_SelectStmt(&select);
+    IGenericStack* where = nullptr;
+    select->get_WhereExpressionStack(&where);
+    LONG count = 0;
+    where->get_Count(&count);
+    EXPECT_EQ(count, 4 * 100000 + 3);
+    EXPECT_EQ(static_cast<cGenericStack*>(where)->Elements().Capacity(), static_cast<size_t>(count));
+    where->Release();
+    select->Release();
     parser->Release();
 }
 

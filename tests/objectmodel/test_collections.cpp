@@ -244,4 +244,29 @@ TEST_F(VariantVector, OwnedElementsAreReleasedWhicheverWayTheyLeave) {
     EXPECT_EQ(CModule::LiveObjects(), 0);
 }
 
+// Reserve counts the live elements and the room behind a dead prefix, moves them only when
+// that is too small, and then to exactly the room asked for.
+TEST_F(VariantVector, ReserveMakesExactRoomBehindTheLiveElements) {
+    CVariantVector store;
+    EXPECT_TRUE(store.Reserve(0));
+    EXPECT_EQ(store.Capacity(), 0u);
+    EXPECT_TRUE(store.Reserve(3));
+    EXPECT_EQ(store.Capacity(), 3u);
+    for (LONG i = 0; i < 3; ++i) ASSERT_EQ(AppendInt(store, i), S_OK);
+    EXPECT_EQ(store.Capacity(), 3u); // no growth for the reserved elements
+    store.RemoveFront();
+    EXPECT_TRUE(store.Reserve(2)); // two live elements fit where they are
+    EXPECT_EQ(store.Capacity(), 3u);
+    EXPECT_TRUE(store.Reserve(3)); // but a third does not fit behind them
+    EXPECT_EQ(store.Capacity(), 3u);
+    EXPECT_TRUE(HoldsSequence(store, 1, 2));
+    ASSERT_EQ(AppendInt(store, 3), S_OK);
+    EXPECT_TRUE(HoldsSequence(store, 1, 3));
+    EXPECT_TRUE(store.Reserve(1000));
+    EXPECT_EQ(store.Capacity(), 1000u);
+    EXPECT_TRUE(HoldsSequence(store, 1, 3));
+    EXPECT_FALSE(store.Reserve(static_cast<size_t>(-1) / 2)); // more than memory can hold
+    EXPECT_TRUE(HoldsSequence(store, 1, 3));
+}
+
 } // namespace

@@ -102,4 +102,36 @@ TEST_F(Items, CaseStateWords) {
     }
 }
 
+// Names and values are kept inside the object up to 12 bytes and in a pool block beyond:
+// every length around the boundary, each change of place, and a text set from itself.
+TEST_F(Items, TextsOfEveryLengthAroundTheInlineLimit) {
+    Held<cColumnIdent> column;
+    const std::string letters = "abcdefghijklmnopqrstuvwxyz0123456789";
+    for (size_t before : {0, 5, 12, 13, 30})
+        for (size_t after = 0; after <= 30; ++after) {
+            column->SetColumnName(letters.substr(0, before));
+            column->SetColumnName(letters.substr(1, after));
+            EXPECT_EQ(column->ColumnName(), letters.substr(1, after)) << before << "->" << after;
+            column->SetTableName(letters.substr(2, after));
+            EXPECT_EQ(Text(column.p), (after ? letters.substr(2, after) + "." : "") + letters.substr(1, after));
+        }
+    for (size_t length : {12, 13, 20}) {
+        column->SetColumnName(letters.substr(0, length));
+        column->SetColumnName(column->ColumnName().substr(1)); // a view of the text being replaced
+        EXPECT_EQ(column->ColumnName(), letters.substr(1, length - 1)) << length;
+    }
+}
+
+// AsString widens ASCII directly and converts other bytes with the ANSI code page.
+TEST_F(Items, LiteralTextsWidenAsciiAndConvertOthers) {
+    Held<cLiteralValue> literal;
+    literal->SetValue("'caf\xE9 \x80'");
+    BSTR text = nullptr;
+    ASSERT_EQ(literal->get_AsString(&text), S_OK);
+    EXPECT_TRUE(std::basic_string<OLECHAR>(text, SysStringLen(text)) == OLESTR("'caf\u00E9 \u20AC'"));
+    SysFreeString(text);
+    literal->SetValue(std::string("a\0b", 3));
+    EXPECT_EQ(Text(literal.p), std::string("a\0b", 3));
+}
+
 } // namespace

@@ -95,7 +95,7 @@ TEST_F(ObjectPoolTest, SizesAtTheEndsOfThePool) {
 }
 
 TEST_F(ObjectPoolTest, LiveBlocksAreNeverHandedOutTwice) {
-    const size_t size = 64, n = ObjectPool::kKeptBytesPerClass / size + 100;
+    const size_t size = 64, n = 3 * ObjectPool::kBlockBytes / size + 100;
     std::vector<void*> blocks;
     std::set<void*> distinct;
     for (int round = 0; round < 2; ++round) { // the second round takes blocks from the pool
@@ -119,6 +119,50 @@ TEST_F(ObjectPoolTest, ObjectsMayBeReleasedOnAnotherThread) {
     std::thread([&] { stack->Release(); }).join();
     EXPECT_EQ(CModule::LiveObjects(), 1); // the column, still held here
     EXPECT_EQ(RefCount(column->Dispatch()), 1u);
+}
+
+// A block is started over or given back only once every piece of it is free: a piece held
+// while many statements come and go keeps its bytes, and the thread keeps at most
+// kKeptBlocks empty blocks.
+TEST_F(ObjectPoolTest, HeldPiecesSurviveTheBlocksAroundThem) {
+    const size_t size = 48, perBlock = ObjectPool::kBlockBytes / size;
+    std::vector<unsigned char*> held;
+    for (int round = 0; round < 40; ++round) {
+        std::vector<void*> statement;
+        for (size_t i = 0; i < perBlock * (round % 4) + 7; ++i) statement.push_back(ObjectPool::Allocate(size));
+        auto* piece = static_cast<unsigned char*>(ObjectPool::Allocate(size));
+        std::memset(piece, round, size);
+        if (round % 5 == 0) held.push_back(piece); // a piece a host keeps
+        for (void* p : statement) std::memset(p, 0xEE, size);
+        for (void* p : statement) ObjectPool::Free(p, size);
+        if (round % 5) ObjectPool::Free(piece, size);
+        EXPECT_LE(ObjectPool::ThreadPooledBytes(), ObjectPool::kKeptBlocks * ObjectPool::kBlockBytes);
+    }
+    for (size_t k = 0; k < held.size(); ++k) {
+        for (size_t b = 0; b < size; ++b) ASSERT_EQ(held[k][b], 5 * k) << k;
+        ObjectPool::Free(held[k], size);
+    }
+}
+
+// Pieces of a thread's current block freed on another thread while the owner goes on, then
+// the owner ends: the block is given back (the sanitizer build reports it otherwise).
+TEST_F(ObjectPoolTest, PiecesFreedOnOtherThreadsLetTheirBlockGo) {
+    std::vector<void*> pieces;
+    std::thread owner([&] {
+        for (int i = 0; i < 100; ++i) pieces.push_back(ObjectPool::Allocate(32));
+    });
+    owner.join();
+    std::thread([&] {
+        for (void* p : pieces) ObjectPool::Free(p, 32);
+    }).join();
+    std::vector<void*> mine;
+    for (int i = 0; i < 100; ++i) mine.push_back(ObjectPool::Allocate(32));
+    std::thread([&] {
+        for (void* p : mine) ObjectPool::Free(p, 32); // this thread's current block, freed elsewhere
+    }).join();
+    void* next = ObjectPool::Allocate(32);
+    EXPECT_NE(next, nullptr);
+    ObjectPool::Free(next, 32);
 }
 
 } // namespace

@@ -53,6 +53,22 @@ TEST(Scanner, TextIsCodePage1252AndEndsAtTheFirstNul) {
     EXPECT_EQ(tree.ParseNarrow(nullptr, 5), 1);
 }
 
+// A tree that keeps no trace parses a rejected statement twice; the scanner echoes once, and
+// the second parse reads the statement as it was given (the first one scanned in place).
+TEST(Scanner, EchoOnceWhenARejectedStatementIsParsedAgain) {
+    CParseTree tree;
+    tree.SetTraceKept(false);
+    std::ostringstream echo;
+    tree.SetEchoStream(&echo);
+    EXPECT_EQ(tree.Parse(OLESTR("SELECT a\u00e9 FROM t WHERE")), PARSE_SYNTAX_ERROR);
+    EXPECT_EQ(echo.str(), "\xE9");
+    EXPECT_NE(tree.GetErrorText().find("> WHERE"), std::string::npos) << tree.GetErrorText();
+    EXPECT_EQ(tree.ParseNarrow("SELECT a\xE9 FROM", 14), PARSE_SYNTAX_ERROR);
+    EXPECT_EQ(echo.str(), "\xE9\xE9");
+    EXPECT_NE(tree.GetErrorText().find("> FROM"), std::string::npos) << tree.GetErrorText();
+    tree.SetEchoStream(nullptr);
+}
+
 TEST(Scanner, TokensLongerThanTheBufferAndTextsLongerThanOneRead) {
     const std::string name(100000, 'x');
     CParseTree tree;

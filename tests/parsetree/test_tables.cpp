@@ -204,6 +204,14 @@ void ExpectSameAsReference(const std::string& text) {
     CParseTree tree;
     EXPECT_EQ(ParseInto(tree, text), outcome) << text;
     EXPECT_EQ(tree.Trace(), expected) << text;
+    // A tree that keeps no trace parses a failing statement again for the report: the same
+    // result and report, and the trace of the failure only.
+    CParseTree quiet;
+    quiet.SetTraceKept(false);
+    EXPECT_EQ(ParseInto(quiet, text), outcome) << text;
+    EXPECT_EQ(quiet.GetErrorText(), tree.GetErrorText()) << text;
+    EXPECT_EQ(quiet.Trace(), outcome == PARSE_SYNTAX_ERROR ? expected : std::vector<int32_t>()) << text;
+    EXPECT_FALSE(quiet.TraceKept());
     if (outcome == PARSE_SYNTAX_ERROR && !tree.GetErrorText().empty() && tree.GetErrorText()[0] != '[') {
         const std::string report = tree.GetErrorText();
         const std::string section = FormatTrace(expected);
