@@ -7,8 +7,11 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include <unistd.h>
+
+#include <tarvolin/tarvolin.hpp>
 
 #include "component/classfactory.h"
 #include "parsetree/dump.h"
@@ -66,21 +69,10 @@ int Usage() {
     return kExitFailure;
 }
 
-std::string ErrorDescription() {
-    IErrorInfo* info = nullptr;
-    if (GetErrorInfo(0, &info) != S_OK || !info) return "error";
-    BSTR text = nullptr;
-    info->GetDescription(&text);
-    std::string s = Utf16ToUtf8(text, SysStringLen(text));
-    SysFreeString(text);
-    info->Release();
-    return s;
-}
-
 class CRun {
 public:
-    CRun(IParser* parser, const Options& options, const char* label)
-        : m_pParser(parser), m_Options(options), m_pLabel(label), m_NoEcho(nullptr) {
+    CRun(tarvolin::Parser& parser, const Options& options, const char* label)
+        : m_Parser(parser), m_Options(options), m_pLabel(label), m_NoEcho(nullptr) {
         m_Locator.SetEchoStream(&m_NoEcho);
     }
 
@@ -97,7 +89,7 @@ private:
         std::cerr << FormatRejection(m_pLabel, LocateError(statement, offset, ansi), report);
     }
 
-    IParser* m_pParser;
+    tarvolin::Parser& m_Parser;
     const Options& m_Options;
     const char* m_pLabel;
     CParseTree m_Tree;    // for --tree
@@ -120,13 +112,15 @@ bool CRun::Parse(const ScriptStatement& statement) {
     }
     if (m_Options.tokens) return true;
     // Command lines and files are UTF-8 (bytes that are not are read as Latin-1, see
-    // platform/utf.h); a host hands the parser UTF-16.
-    const std::basic_string<OLECHAR> wide = Utf8ToUtf16(text);
-    BSTR bstr = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
-    const HRESULT hr = m_pParser->ParseSQL(bstr);
-    if (FAILED(hr)) {
-        const std::string report = hr == DISP_E_EXCEPTION ? ErrorDescription() : "out of memory";
+    // platform/utf.h), as the C++ interface takes them.
+    try {
+        m_Parser.parse(text);
+    } catch (const tarvolin::Error& e) {
+        const std::string report = e.hresult() == DISP_E_EXCEPTION ? e.what() : "out of memory";
+        // Where parsing stopped: the statement parsed again by a tree of the tool's own.
         size_t offset = 0;
+        const std::basic_string<OLECHAR> wide = Utf8ToUtf16(text);
+        BSTR bstr = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
         try {
             m_Locator.Parse(bstr);
             offset = m_Locator.GetErrorOffset();
@@ -136,14 +130,13 @@ bool CRun::Parse(const ScriptStatement& statement) {
         Reject(statement, report, offset, true);
         return false;
     }
-    SysFreeString(bstr);
     if (m_Options.quiet) return true;
     if (!m_Options.sql) {
-        std::cout << PrintStatement(m_pParser, m_Options.json);
+        std::cout << PrintStatement(m_Parser.com().get(), m_Options.json);
         return true;
     }
     std::string sql, why;
-    if (RebuildStatement(m_pParser, sql, why)) {
+    if (RebuildStatement(m_Parser.com().get(), sql, why)) {
         std::cout << sql << ";\n";
     } else {
         const ErrorPlace place = LocateError(statement, 0, false);
@@ -216,12 +209,13 @@ int main(int argc, char** argv) {
         }
     }
 
-    // The parser comes from the component's class factory, as any host gets it.
+    // The parser comes from the component's class factory (the component is linked in, not
+    // registered), and is used through the C++ interface.
     IClassFactory* factory = nullptr;
-    IParser* parser = nullptr;
+    tarvolin::Ptr<IParser> created;
     HRESULT hr = DllGetClassObject(CLSID_Parser, IID_IClassFactory, reinterpret_cast<void**>(&factory));
     if (SUCCEEDED(hr)) {
-        hr = factory->CreateInstance(nullptr, IID_IParser, reinterpret_cast<void**>(&parser));
+        hr = factory->CreateInstance(nullptr, IID_IParser, reinterpret_cast<void**>(created.put()));
         factory->Release();
     }
     if (FAILED(hr)) {
@@ -230,6 +224,7 @@ int main(int argc, char** argv) {
         return kExitFailure;
     }
 
+    tarvolin::Parser parser(std::move(created));
     int status = kExitAccepted;
     uint64_t bytes = 0;
     {
@@ -271,6 +266,5 @@ int main(int argc, char** argv) {
                          static_cast<unsigned long long>(bytes), seconds);
         }
     }
-    parser->Release();
     return status;
 }
