@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks that each layer depends only on itself and the layers below it, in this order:
 
-  platform, scanner, parsetree, interfaces, objectmodel, builder, component, include, tools
+  platform, scanner, parsetree, interfaces, objectmodel, builder, component, include, tools, fuzz
 
 Every file under a layer's folder is read for what it takes from elsewhere:
 
@@ -25,7 +25,7 @@ import re
 import sys
 import tempfile
 
-LAYERS = ["platform", "scanner", "parsetree", "interfaces", "objectmodel", "builder", "component", "include", "tools"]
+LAYERS = ["platform", "scanner", "parsetree", "interfaces", "objectmodel", "builder", "component", "include", "tools", "fuzz"]
 RANK = {name: i for i, name in enumerate(LAYERS)}
 
 GENERATED = {

@@ -30,6 +30,29 @@ cmake --build build-asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build-asan --output-on-failure -j"$jobs"
 
+# The thread tests under ThreadSanitizer: a clang build of only the targets they need.
+echo "== thread tests with clang and ThreadSanitizer"
+if [ -f build-tsan/CMakeCache.txt ] && ! grep -q '^CMAKE_CXX_COMPILER:[A-Z]*=.*clang++' build-tsan/CMakeCache.txt; then
+  rm -rf build-tsan
+fi
+CC=clang CXX=clang++ cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVOLIN_TSAN=ON \
+  -DTARVOLIN_BUILD_BENCH=OFF >/dev/null
+cmake --build build-tsan -j"$jobs" --target test_threads test_objectmodel
+TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 build-tsan/tests/component/test_threads
+TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 build-tsan/tests/objectmodel/test_objectmodel \
+  --gtest_filter='LiveCount.*:ObjectPoolTest.*'
+
+# The fuzzer over ParseSQL for a bounded time (TARVOLIN_FUZZ_SECONDS, 60 by default), under
+# AddressSanitizer and UndefinedBehaviorSanitizer; any finding fails the run.
+echo "== fuzzing ParseSQL for ${TARVOLIN_FUZZ_SECONDS:-60} s (clang, libFuzzer, ASan and UBSan)"
+if [ -f build-fuzz/CMakeCache.txt ] && ! grep -q '^CMAKE_CXX_COMPILER:[A-Z]*=.*clang++' build-fuzz/CMakeCache.txt; then
+  rm -rf build-fuzz
+fi
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVOLIN_SANITIZE=ON \
+  -DTARVOLIN_FUZZ=ON -DTARVOLIN_BUILD_TESTS=OFF -DTARVOLIN_BUILD_BENCH=OFF >/dev/null
+cmake --build build-fuzz -j"$jobs" --target fuzz_parse
+fuzz/run.sh build-fuzz "${TARVOLIN_FUZZ_SECONDS:-60}"
+
 if [ -x scripts/windows-tests.sh ] && [ "${TARVOLIN_NO_WINDOWS:-0}" != 1 ]; then
   echo "== Windows x64 build under Wine"
   scripts/windows-tests.sh
