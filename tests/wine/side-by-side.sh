@@ -25,14 +25,11 @@ x86_path="$(windows_path "$x86_dll")" || { echo "FAIL: winepath -w $x86_dll"; ex
 readonly SERVER_KEY="HKEY_CLASSES_ROOT\\CLSID\\$PARSER_CLSID\\InprocServer32"
 readonly VERSION_KEY="HKEY_CLASSES_ROOT\\TypeLib\\$PARSER_LIBID\\1.0"
 
-# path_of ARCH: the Windows path of the DLL of ARCH.
-path_of() { if [ "$1" = x64 ]; then echo "$x64_path"; else echo "$x86_path"; fi; }
-
 # registration ARCH REGISTER|UNREGISTER: regsvr32 of ARCH for its DLL.
 registration() {
     local rc=0 dll_path switch=""
     use_arch "$1"
-    dll_path=$(path_of "$1")
+    if [ "$1" = x64 ]; then dll_path=$x64_path; else dll_path=$x86_path; fi
     [ "$2" = UNREGISTER ] && switch=/u
     run_tool "$wine_tmp/regsvr32" regsvr32 /s $switch "$dll_path" || rc=$?
     expect "$1 regsvr32 /s ${switch:+$switch }$dll_path" "$rc" 0
@@ -81,33 +78,35 @@ creation_fails() {
     fi
 }
 
-# unregister_one GONE KEPT: unregisters the DLL of GONE (with KEPT's ProgIDs removed first,
-# as Windows would): GONE's view and script host lose the class, KEPT's keep it.
-unregister_one() {
-    drop_progids "$2"
-    registration "$1" UNREGISTER
-    registered "$1" none
-    creation_fails "$1"
-    registered "$2" "$(path_of "$2")"
-    walks "$2"
-}
-
 registration x64 REGISTER
 registration x86 REGISTER
-for arch in x64 x86; do
-    registered $arch "$(path_of $arch)"
-    walks $arch
-done
-unregister_one x86 x64
+registered x64 "$x64_path"
+registered x86 "$x86_path"
+walks x64
+walks x86
+
+drop_progids x64
+registration x86 UNREGISTER
+registered x86 none
+creation_fails x86
+registered x64 "$x64_path"
+walks x64
+
 registration x86 REGISTER
-unregister_one x64 x86
+drop_progids x86
+registration x64 UNREGISTER
+registered x64 none
+creation_fails x64
+registered x86 "$x86_path"
+walks x86
+
 registration x86 UNREGISTER
 registered x86 none
 # Nothing is left behind in either view.
 for view in x64 x86; do
     use_arch $view
-    if run_tool "$wine_tmp/progid" reg query "HKEY_CLASSES_ROOT\\Tarvolin.Parser"; then
-        expect "$view view: Tarvolin.Parser" present gone
-    else echo "ok   $view view: Tarvolin.Parser gone"; fi
+    rc=0
+    run_tool "$wine_tmp/progid" reg query "HKEY_CLASSES_ROOT\\Tarvolin.Parser" || rc=$?
+    if [ "$rc" -ne 0 ]; then echo "ok   $view view: Tarvolin.Parser gone"; else expect "$view view: Tarvolin.Parser" present gone; fi
 done
 finish
