@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "tests/component/failing_writes.h"
 #include "tests/component/loaded_library.h"
 
 #include "tarvolin_h.h"
@@ -26,25 +27,6 @@ protected:
     // Both hives whole: the native registry holds only what the tests put there.
     static std::string Hives() { return Dump(HKEY_CLASSES_ROOT, "") + Dump(HKEY_CURRENT_USER, ""); }
 
-    // Fails each write of `step` in turn with `error`: no failure changes anything. Gives the
-    // codes of the failures in turn; the step succeeds once nothing fails.
-    template <typename Step> static std::vector<HRESULT> FailEachWrite(Step step, LONG error) {
-        const std::string before = Hives();
-        std::vector<HRESULT> failures;
-        for (unsigned long writes = 0; writes < 200; ++writes) {
-            SCOPED_TRACE("failing write " + std::to_string(writes));
-            TarvolinFailRegistryWrite(writes, error);
-            const HRESULT hr = step();
-            TarvolinFailRegistryWrite(0, ERROR_SUCCESS);
-            if (hr == S_OK) return failures;
-            failures.push_back(hr);
-            EXPECT_EQ(Hives(), before);
-            if (HasFailure()) break;
-        }
-        ADD_FAILURE() << "the step never succeeded";
-        return failures;
-    }
-
     // The class keys' writes fail with the registry's code, the type library's writes with
     // the code of its registration, which comes after.
     static void ExpectFailures(const std::vector<HRESULT>& failures, HRESULT keys, size_t keyWrites) {
@@ -62,13 +44,13 @@ TEST_F(FailingRegistry, AFailedRegistrationForTheUserOrTheMachineChangesNothing)
                               &classes, nullptr),
               ERROR_SUCCESS); // as on every Windows system
     RegCloseKey(classes);
-    ExpectFailures(FailEachWrite([&] { return m_Install(TRUE, OLESTR("user")); }, ERROR_ACCESS_DENIED), E_ACCESSDENIED,
+    ExpectFailures(FailEachWrite([&] { return m_Install(TRUE, OLESTR("user")); }, ERROR_ACCESS_DENIED, Hives), E_ACCESSDENIED,
                    22);
     EXPECT_TRUE(KeyExists(UserClasses(kTypeLibKey), HKEY_CURRENT_USER));
     ASSERT_EQ(m_Install(FALSE, OLESTR("user")), S_OK);
     EXPECT_FALSE(KeyExists(UserClasses(kTypeLibKey), HKEY_CURRENT_USER));
 
-    ExpectFailures(FailEachWrite(m_Register, ERROR_OUTOFMEMORY), E_OUTOFMEMORY, 22);
+    ExpectFailures(FailEachWrite(m_Register, ERROR_OUTOFMEMORY, Hives), E_OUTOFMEMORY, 22);
     EXPECT_TRUE(KeyExists(kTypeLibKey));
     ASSERT_EQ(m_Unregister(), S_OK);
     EXPECT_FALSE(KeyExists(kTypeLibKey));
