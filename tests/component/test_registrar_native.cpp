@@ -7,6 +7,7 @@
 #include <string>
 
 #include "component/registrar.h"
+#include "tests/component/failing_writes.h"
 #include "tests/component/registry_reader.h"
 
 namespace {
@@ -54,22 +55,6 @@ protected:
         TarvolinFailRegistryWrite(0, ERROR_SUCCESS);
         RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str());
     }
-
-    // Makes each write of a registration fail in turn: every failure gives the write's code
-    // and leaves the tree as it was; returns how many writes the registration takes.
-    static int FailEachWrite(const std::string& before) {
-        for (unsigned long writes = 0; writes < 200; ++writes) {
-            SCOPED_TRACE("failing write " + std::to_string(writes));
-            TarvolinFailRegistryWrite(writes, ERROR_ACCESS_DENIED);
-            const HRESULT hr = RunRegistryScript(kScript.data(), kScript.size(), RegistryMode::Register, {});
-            TarvolinFailRegistryWrite(0, ERROR_SUCCESS);
-            if (hr == S_OK) return static_cast<int>(writes);
-            EXPECT_EQ(hr, E_ACCESSDENIED);
-            EXPECT_EQ(Dump(HKEY_CLASSES_ROOT, kRoot), before);
-            if (::testing::Test::HasFailure()) return -1;
-        }
-        return -1;
-    }
 };
 
 TEST_F(Rollback, AFailedWriteRestoresWhatAnEarlierRegistrationLeft) {
@@ -82,9 +67,12 @@ TEST_F(Rollback, AFailedWriteRestoresWhatAnEarlierRegistrationLeft) {
     SetValue(root + "\\CLSID", "Marker", "theirs");
     SetValue(root + "\\CLSID", "Other", "kept");
     SetValue(root + "\\CLSID\\{99999999-1111-2222-3333-444444444444}", nullptr, "Neighbour");
-    const std::string before = Dump(HKEY_CLASSES_ROOT, kRoot);
-    // Six keys and eight values are written, one tree deleted.
-    EXPECT_EQ(FailEachWrite(before), 15);
+    // Six keys and eight values are written, one tree deleted: each of the 15 writes fails
+    // with its code and leaves the tree as it was.
+    const auto failures = FailEachWrite(
+        [] { return RunRegistryScript(kScript.data(), kScript.size(), RegistryMode::Register, {}); },
+        ERROR_ACCESS_DENIED, [] { return Dump(HKEY_CLASSES_ROOT, kRoot); });
+    EXPECT_EQ(failures, std::vector<HRESULT>(15, E_ACCESSDENIED));
     EXPECT_EQ(Value(root + "\\CLSID", "Marker"), "ours");
     EXPECT_EQ(Value(root + "\\CLSID", "Other"), "kept");
     EXPECT_EQ(Value(cls + "\\Stale"), "(no key)");

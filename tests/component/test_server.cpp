@@ -6,7 +6,7 @@
 #include <string>
 
 #include "platform/platform.h"
-#include "tests/component/registry_reader.h"
+#include "tests/component/loaded_library.h"
 
 #include "tarvolin_h.h"
 
@@ -14,54 +14,47 @@ namespace {
 
 using namespace registry_reader;
 
-using EntryPoint = HRESULT(STDAPICALLTYPE*)();
-using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, LPVOID*);
-using Install = HRESULT(STDAPICALLTYPE*)(BOOL, LPCWSTR);
+const GUID kLibid = {0xE528582E, 0x8B1D, 0x4948, {0x9B, 0xA7, 0xCB, 0x86, 0xCC, 0x79, 0x76, 0x72}};
+const std::string kProgIds[] = {"Tarvolin.Parser.1", "Tarvolin.Parser"};
 
-template <typename Function> Function Export(HMODULE module, const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
+using Server = LoadedLibrary;
+
+// The keys and values of the class below `classes` (a path of `root`, "" for the machine's).
+void ExpectClassKeys(HKEY root, const std::string& classes, const std::string& file) {
+    for (const std::string& progId : kProgIds) {
+        EXPECT_EQ(Value(classes + progId, nullptr, root), "Parser Class");
+        EXPECT_EQ(Value(classes + progId + "\\CLSID", nullptr, root), kClsid);
+    }
+    const std::string cls = classes + kClassKey;
+    EXPECT_EQ(Value(classes + "Tarvolin.Parser\\CurVer", nullptr, root), "Tarvolin.Parser.1");
+    EXPECT_EQ(Value(cls, nullptr, root), "Parser Class");
+    EXPECT_EQ(Value(cls + "\\ProgID", nullptr, root), "Tarvolin.Parser.1");
+    EXPECT_EQ(Value(cls + "\\VersionIndependentProgID", nullptr, root), "Tarvolin.Parser");
+    EXPECT_TRUE(KeyExists(cls + "\\Programmable", root));
+    EXPECT_EQ(Value(cls + "\\TypeLib", nullptr, root), "{E528582E-8B1D-4948-9BA7-CB86CC797672}");
+    EXPECT_EQ(Value(cls + "\\InprocServer32", "ThreadingModel", root), "Apartment");
+    EXPECT_EQ(Value(cls + "\\InprocServer32", nullptr, root), file);
 }
 
-TEST(Server, RegistersServesAndUnloads) {
-    const std::string kClsid = "{621D0E5D-88BE-4A68-9187-98FDFBE88824}", kClassKey = "CLSID\\" + kClsid;
-    const std::string kTypeLibKey = "TypeLib\\{E528582E-8B1D-4948-9BA7-CB86CC797672}\\1.0";
-    const OleText path = Wide(TARVOLIN_LIBRARY_PATH);
-    HMODULE module = LoadLibraryW(path.c_str());
-    ASSERT_NE(module, nullptr) << TARVOLIN_LIBRARY_PATH;
-    auto canUnloadNow = Export<EntryPoint>(module, "DllCanUnloadNow");
-    auto getClassObject = Export<GetClassObject>(module, "DllGetClassObject");
-    auto registerServer = Export<EntryPoint>(module, "DllRegisterServer");
-    auto unregisterServer = Export<EntryPoint>(module, "DllUnregisterServer");
-    ASSERT_TRUE(canUnloadNow && getClassObject && registerServer && unregisterServer);
+TEST_F(Server, RegistersServesAndUnloads) {
+    auto canUnloadNow = Export<EntryPoint>("DllCanUnloadNow");
+    auto getClassObject = Export<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, LPVOID*)>("DllGetClassObject");
+    ASSERT_TRUE(canUnloadNow && getClassObject);
     // Other tests of the same machine may rely on the registration: it is put back after.
     const bool wasRegistered = KeyExists(kClassKey + "\\InprocServer32");
 
-    ASSERT_EQ(registerServer(), S_OK);
-    for (const std::string& progId : {std::string("Tarvolin.Parser.1"), std::string("Tarvolin.Parser")}) {
-        EXPECT_EQ(Value(progId), "Parser Class");
-        EXPECT_EQ(Value(progId + "\\CLSID"), kClsid);
-    }
-    EXPECT_EQ(Value("Tarvolin.Parser\\CurVer"), "Tarvolin.Parser.1");
-    EXPECT_EQ(Value(kClassKey), "Parser Class");
-    EXPECT_EQ(Value(kClassKey + "\\ProgID"), "Tarvolin.Parser.1");
-    EXPECT_EQ(Value(kClassKey + "\\VersionIndependentProgID"), "Tarvolin.Parser");
-    EXPECT_TRUE(KeyExists(kClassKey + "\\Programmable"));
-    EXPECT_EQ(Value(kClassKey + "\\TypeLib"), "{E528582E-8B1D-4948-9BA7-CB86CC797672}");
-    EXPECT_EQ(Value(kClassKey + "\\InprocServer32", "ThreadingModel"), "Apartment");
+    ASSERT_EQ(m_Register(), S_OK);
+    ExpectClassKeys(HKEY_CLASSES_ROOT, "", m_File);
     EXPECT_TRUE(KeyExists(kTypeLibKey));
-    OLECHAR file[1024] = {}; // %MODULE% is the file the host loaded
-    ASSERT_GT(GetModuleFileNameW(module, file, 1024), 0u);
-    EXPECT_EQ(Value(kClassKey + "\\InprocServer32"), Narrow(file));
     // Unregistration removes the class, but not the classes' key.
-    ASSERT_EQ(unregisterServer(), S_OK);
-    for (const std::string& key : {std::string("Tarvolin.Parser.1"), std::string("Tarvolin.Parser"), kClassKey,
-                                   kTypeLibKey})
+    ASSERT_EQ(m_Unregister(), S_OK);
+    for (const std::string& key : {kProgIds[0], kProgIds[1], kClassKey, kTypeLibKey})
         EXPECT_FALSE(KeyExists(key)) << key;
     EXPECT_TRUE(KeyExists("CLSID"));
 
     // Parse errors carry the registered ProgID as their source, and the report's first word
     // comes from the library's string table.
-    ASSERT_EQ(registerServer(), S_OK);
+    ASSERT_EQ(m_Register(), S_OK);
     IClassFactory* factory = nullptr;
     IParser* parser = nullptr;
     ASSERT_EQ(getClassObject(CLSID_Parser, IID_IClassFactory, reinterpret_cast<void**>(&factory)), S_OK);
@@ -82,52 +75,42 @@ TEST(Server, RegistersServesAndUnloads) {
     SysFreeString(description);
     info->Release();
     if (!wasRegistered) {
-        EXPECT_EQ(unregisterServer(), S_OK);
+        EXPECT_EQ(m_Unregister(), S_OK);
     }
 
     parser->Release();
     EXPECT_EQ(canUnloadNow(), S_OK);
     // The last reference gone, the library is unloaded (it detaches and keeps nothing in
     // memory between hosts).
-    FreeLibrary(module);
-    EXPECT_EQ(GetModuleHandleW(path.c_str()), nullptr);
+    FreeLibrary(m_Module);
+    m_Module = nullptr;
+    EXPECT_EQ(GetModuleHandleW(Wide(TARVOLIN_LIBRARY_PATH).c_str()), nullptr);
 }
 
-TEST(Server, InstallsForTheCurrentUserAndRefusesWhatItDoesNotKnow) {
-    const std::string kClsid = "{621D0E5D-88BE-4A68-9187-98FDFBE88824}", kClassKey = "CLSID\\" + kClsid;
-    const GUID kLibid = {0xE528582E, 0x8B1D, 0x4948, {0x9B, 0xA7, 0xCB, 0x86, 0xCC, 0x79, 0x76, 0x72}};
-    HMODULE module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
-    ASSERT_NE(module, nullptr) << TARVOLIN_LIBRARY_PATH;
-    auto install = Export<Install>(module, "DllInstall");
-    ASSERT_NE(install, nullptr);
-    OLECHAR file[1024] = {};
-    ASSERT_GT(GetModuleFileNameW(module, file, 1024), 0u);
+TEST_F(Server, InstallsForTheCurrentUserAndRefusesWhatItDoesNotKnow) {
     const bool machineRegistered = KeyExists(kClassKey + "\\InprocServer32");
     ASSERT_FALSE(KeyExists(UserClasses(kClassKey), HKEY_CURRENT_USER)) << "left over from an earlier run";
 
     // Command lines other than "user" (in any case) or none are refused before anything is
     // written; removing what was never registered for the user is no error.
     for (const OLECHAR* bad : {OLESTR("bogus"), OLESTR("user "), OLESTR("users"), OLESTR("use"), OLESTR("/user")}) {
-        EXPECT_EQ(install(TRUE, bad), E_INVALIDARG) << Narrow(bad);
-        EXPECT_EQ(install(FALSE, bad), E_INVALIDARG) << Narrow(bad);
+        EXPECT_EQ(m_Install(TRUE, bad), E_INVALIDARG) << Narrow(bad);
+        EXPECT_EQ(m_Install(FALSE, bad), E_INVALIDARG) << Narrow(bad);
     }
     EXPECT_FALSE(KeyExists(UserClasses("Tarvolin.Parser"), HKEY_CURRENT_USER));
-    EXPECT_EQ(install(FALSE, OLESTR("user")), S_OK);
+    EXPECT_EQ(m_Install(FALSE, OLESTR("user")), S_OK);
 
-    ASSERT_EQ(install(TRUE, OLESTR("User")), S_OK);
-    EXPECT_EQ(Value(UserClasses("Tarvolin.Parser\\CurVer"), nullptr, HKEY_CURRENT_USER), "Tarvolin.Parser.1");
-    EXPECT_EQ(Value(UserClasses("Tarvolin.Parser.1\\CLSID"), nullptr, HKEY_CURRENT_USER), kClsid);
-    EXPECT_EQ(Value(UserClasses(kClassKey + "\\InprocServer32"), nullptr, HKEY_CURRENT_USER), Narrow(file));
-    EXPECT_EQ(Value(UserClasses(kClassKey + "\\InprocServer32"), "ThreadingModel", HKEY_CURRENT_USER), "Apartment");
+    ASSERT_EQ(m_Install(TRUE, OLESTR("User")), S_OK);
+    ExpectClassKeys(HKEY_CURRENT_USER, UserClasses(""), m_File);
     EXPECT_EQ(KeyExists(kClassKey), machineRegistered); // the machine's classes are not touched
     BSTR registered = nullptr;
     EXPECT_EQ(QueryPathOfRegTypeLib(kLibid, 1, 0, 0, &registered), S_OK);
-    EXPECT_EQ(Narrow(registered ? registered : OLESTR("")), Narrow(file));
+    EXPECT_EQ(Narrow(registered ? registered : OLESTR("")), m_File);
     SysFreeString(registered);
     registered = nullptr;
 
-    EXPECT_EQ(install(FALSE, OLESTR("user")), S_OK);
-    for (const std::string& key : {std::string("Tarvolin.Parser.1"), std::string("Tarvolin.Parser"), kClassKey})
+    EXPECT_EQ(m_Install(FALSE, OLESTR("user")), S_OK);
+    for (const std::string& key : {kProgIds[0], kProgIds[1], kClassKey})
         EXPECT_FALSE(KeyExists(UserClasses(key), HKEY_CURRENT_USER)) << key;
     EXPECT_TRUE(KeyExists("Software\\Classes", HKEY_CURRENT_USER));
     if (!machineRegistered) {
@@ -135,16 +118,15 @@ TEST(Server, InstallsForTheCurrentUserAndRefusesWhatItDoesNotKnow) {
         SysFreeString(registered);
 
         // No command line is the machine, as DllRegisterServer and DllUnregisterServer.
-        ASSERT_EQ(install(TRUE, nullptr), S_OK);
-        EXPECT_EQ(Value(kClassKey + "\\InprocServer32"), Narrow(file));
+        ASSERT_EQ(m_Install(TRUE, nullptr), S_OK);
+        EXPECT_EQ(Value(kClassKey + "\\InprocServer32"), m_File);
         EXPECT_FALSE(KeyExists(UserClasses(kClassKey), HKEY_CURRENT_USER));
-        EXPECT_EQ(install(FALSE, OLESTR("")), S_OK);
+        EXPECT_EQ(m_Install(FALSE, OLESTR("")), S_OK);
         EXPECT_FALSE(KeyExists(kClassKey));
     }
-    FreeLibrary(module);
 }
 
-TEST(Server, ARegistrationThatFailsPartWayLeavesTheRegistryAsItWas) {
+TEST_F(Server, ARegistrationThatFailsPartWayLeavesTheRegistryAsItWas) {
     // Below a volatile key only volatile keys can be created: with Tarvolin.Parser volatile,
     // registering for the user fails after Tarvolin.Parser.1 and the new default value of
     // Tarvolin.Parser are written, at the key Tarvolin.Parser\CLSID.
@@ -158,55 +140,41 @@ TEST(Server, ARegistrationThatFailsPartWayLeavesTheRegistryAsItWas) {
                              static_cast<DWORD>((older.size() + 1) * sizeof(OLECHAR))),
               ERROR_SUCCESS);
     RegCloseKey(key);
-    HMODULE module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
-    ASSERT_NE(module, nullptr);
-    auto install = Export<Install>(module, "DllInstall");
-    ASSERT_NE(install, nullptr);
 
-    EXPECT_EQ(install(TRUE, OLESTR("user")), HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE));
+    EXPECT_EQ(m_Install(TRUE, OLESTR("user")), HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE));
     EXPECT_EQ(Value(progId, nullptr, HKEY_CURRENT_USER), "Older Parser");
-    const std::string classKey = UserClasses("CLSID\\{621D0E5D-88BE-4A68-9187-98FDFBE88824}");
-    for (const std::string& gone : {progId + "\\CLSID", progId + ".1", classKey})
+    for (const std::string& gone : {progId + "\\CLSID", progId + ".1", UserClasses(kClassKey)})
         EXPECT_FALSE(KeyExists(gone, HKEY_CURRENT_USER)) << gone;
     EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, Wide(progId).c_str()), ERROR_SUCCESS);
-    FreeLibrary(module);
 }
-
 
 // A host that creates the class through the COM runtime, as hosts do: the registered server
 // is found, loaded and asked for the class; a class registered nowhere is not created.
-TEST(Server, TheComRuntimeCreatesTheRegisteredClass) {
+TEST_F(Server, TheComRuntimeCreatesTheRegisteredClass) {
     ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
-    HMODULE module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
-    ASSERT_NE(module, nullptr);
-    auto registerServer = Export<EntryPoint>(module, "DllRegisterServer");
-    auto unregisterServer = Export<EntryPoint>(module, "DllUnregisterServer");
-    const bool wasRegistered = KeyExists("CLSID\\{621D0E5D-88BE-4A68-9187-98FDFBE88824}\\InprocServer32");
-    ASSERT_EQ(registerServer(), S_OK);
+    const bool wasRegistered = KeyExists(kClassKey + "\\InprocServer32");
+    ASSERT_EQ(m_Register(), S_OK);
 
     IParser* parser = nullptr;
-    ASSERT_EQ(CoCreateInstance(CLSID_Parser, nullptr, CLSCTX_INPROC_SERVER, IID_IParser,
-                               reinterpret_cast<void**>(&parser)),
-              S_OK);
+    auto create = [&parser](REFCLSID clsid) {
+        return CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IParser, reinterpret_cast<void**>(&parser));
+    };
+    ASSERT_EQ(create(CLSID_Parser), S_OK);
     BSTR sql = SysAllocString(OLESTR("SELECT a FROM t"));
     EXPECT_EQ(parser->ParseSQL(sql), S_OK);
     SysFreeString(sql);
     parser->Release();
 
-    const CLSID nobody = {0x0badc0de, 0x1111, 0x2222, {0x33, 0x33, 0x44, 0x44, 0x44, 0x44, 0x44, 0x44}};
-    IUnknown* object = reinterpret_cast<IUnknown*>(1);
-    EXPECT_EQ(CoCreateInstance(nobody, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, reinterpret_cast<void**>(&object)),
+    parser = reinterpret_cast<IParser*>(1);
+    EXPECT_EQ(create({0x0badc0de, 0x1111, 0x2222, {0x33, 0x33, 0x44, 0x44, 0x44, 0x44, 0x44, 0x44}}),
               REGDB_E_CLASSNOTREG);
-    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(parser, nullptr);
     if (!wasRegistered) {
-        ASSERT_EQ(unregisterServer(), S_OK);
+        ASSERT_EQ(m_Unregister(), S_OK);
         // Unregistered, the class is gone for the runtime too (the library loaded here is not
         // one the program was linked with).
-        EXPECT_EQ(CoCreateInstance(CLSID_Parser, nullptr, CLSCTX_INPROC_SERVER, IID_IParser,
-                                   reinterpret_cast<void**>(&parser)),
-                  REGDB_E_CLASSNOTREG);
+        EXPECT_EQ(create(CLSID_Parser), REGDB_E_CLASSNOTREG);
     }
-    FreeLibrary(module);
     CoUninitialize();
 }
 

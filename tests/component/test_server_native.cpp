@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "tests/component/registry_reader.h"
+#include "tests/component/failing_writes.h"
+#include "tests/component/loaded_library.h"
 
 #include "tarvolin_h.h"
 
@@ -16,45 +17,15 @@ namespace {
 
 using namespace registry_reader;
 
-using EntryPoint = HRESULT(STDAPICALLTYPE*)();
-using Install = HRESULT(STDAPICALLTYPE*)(BOOL, LPCWSTR);
-
-template <typename Function> Function Export(HMODULE module, const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
-}
-
-class FailingRegistry : public ::testing::Test {
+class FailingRegistry : public LoadedLibrary {
 protected:
-    void SetUp() override {
-        m_Module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
-        ASSERT_NE(m_Module, nullptr);
-    }
     void TearDown() override {
         TarvolinFailRegistryWrite(0, ERROR_SUCCESS);
-        FreeLibrary(m_Module);
+        LoadedLibrary::TearDown();
     }
 
     // Both hives whole: the native registry holds only what the tests put there.
     static std::string Hives() { return Dump(HKEY_CLASSES_ROOT, "") + Dump(HKEY_CURRENT_USER, ""); }
-
-    // Fails each write of `step` in turn with `error`: no failure changes anything. Gives the
-    // codes of the failures in turn; the step succeeds once nothing fails.
-    template <typename Step> static std::vector<HRESULT> FailEachWrite(Step step, LONG error) {
-        const std::string before = Hives();
-        std::vector<HRESULT> failures;
-        for (unsigned long writes = 0; writes < 200; ++writes) {
-            SCOPED_TRACE("failing write " + std::to_string(writes));
-            TarvolinFailRegistryWrite(writes, error);
-            const HRESULT hr = step();
-            TarvolinFailRegistryWrite(0, ERROR_SUCCESS);
-            if (hr == S_OK) return failures;
-            failures.push_back(hr);
-            EXPECT_EQ(Hives(), before);
-            if (HasFailure()) break;
-        }
-        ADD_FAILURE() << "the step never succeeded";
-        return failures;
-    }
 
     // The class keys' writes fail with the registry's code, the type library's writes with
     // the code of its registration, which comes after.
@@ -63,17 +34,9 @@ protected:
         for (size_t i = 0; i < failures.size(); ++i)
             EXPECT_EQ(failures[i], i < keyWrites ? keys : TYPE_E_REGISTRYACCESS) << "write " << i;
     }
-
-    HMODULE m_Module = nullptr;
 };
 
 TEST_F(FailingRegistry, AFailedRegistrationForTheUserOrTheMachineChangesNothing) {
-    auto install = Export<Install>(m_Module, "DllInstall");
-    auto registerServer = Export<EntryPoint>(m_Module, "DllRegisterServer");
-    auto unregisterServer = Export<EntryPoint>(m_Module, "DllUnregisterServer");
-    ASSERT_TRUE(install && registerServer && unregisterServer);
-    const std::string typeLibVersion = "TypeLib\\{E528582E-8B1D-4948-9BA7-CB86CC797672}\\1.0";
-
     // The 22 keys and values of the class, then the type library; a failure in either step
     // is undone.
     HKEY classes = nullptr;
@@ -81,31 +44,30 @@ TEST_F(FailingRegistry, AFailedRegistrationForTheUserOrTheMachineChangesNothing)
                               &classes, nullptr),
               ERROR_SUCCESS); // as on every Windows system
     RegCloseKey(classes);
-    ExpectFailures(FailEachWrite([&] { return install(TRUE, OLESTR("user")); }, ERROR_ACCESS_DENIED), E_ACCESSDENIED,
+    ExpectFailures(FailEachWrite([&] { return m_Install(TRUE, OLESTR("user")); }, ERROR_ACCESS_DENIED, Hives), E_ACCESSDENIED,
                    22);
-    EXPECT_TRUE(KeyExists(UserClasses(typeLibVersion), HKEY_CURRENT_USER));
-    ASSERT_EQ(install(FALSE, OLESTR("user")), S_OK);
-    EXPECT_FALSE(KeyExists(UserClasses(typeLibVersion), HKEY_CURRENT_USER));
+    EXPECT_TRUE(KeyExists(UserClasses(kTypeLibKey), HKEY_CURRENT_USER));
+    ASSERT_EQ(m_Install(FALSE, OLESTR("user")), S_OK);
+    EXPECT_FALSE(KeyExists(UserClasses(kTypeLibKey), HKEY_CURRENT_USER));
 
-    ExpectFailures(FailEachWrite(registerServer, ERROR_OUTOFMEMORY), E_OUTOFMEMORY, 22);
-    EXPECT_TRUE(KeyExists(typeLibVersion));
-    ASSERT_EQ(unregisterServer(), S_OK);
-    EXPECT_FALSE(KeyExists(typeLibVersion));
+    ExpectFailures(FailEachWrite(m_Register, ERROR_OUTOFMEMORY, Hives), E_OUTOFMEMORY, 22);
+    EXPECT_TRUE(KeyExists(kTypeLibKey));
+    ASSERT_EQ(m_Unregister(), S_OK);
+    EXPECT_FALSE(KeyExists(kTypeLibKey));
 }
 
-TEST(UserClasses, AreWhatAHostFindsWhenTheMachineHasNoRegistration) {
-    HMODULE module = LoadLibraryW(Wide(TARVOLIN_LIBRARY_PATH).c_str());
-    ASSERT_NE(module, nullptr);
-    auto install = Export<Install>(module, "DllInstall");
-    ASSERT_EQ(install(TRUE, OLESTR("user")), S_OK);
+// The user's classes are what a host finds when the machine has no registration.
+using UserClassesTest = LoadedLibrary;
+
+TEST_F(UserClassesTest, AreWhatProgIDFromCLSIDFindsWithoutTheMachines) {
+    ASSERT_EQ(m_Install(TRUE, OLESTR("user")), S_OK);
     LPOLESTR progId = nullptr;
     ASSERT_EQ(ProgIDFromCLSID(CLSID_Parser, &progId), S_OK);
     EXPECT_EQ(Narrow(progId), "Tarvolin.Parser.1");
     CoTaskMemFree(progId);
 
-    ASSERT_EQ(install(FALSE, OLESTR("user")), S_OK);
+    ASSERT_EQ(m_Install(FALSE, OLESTR("user")), S_OK);
     EXPECT_EQ(ProgIDFromCLSID(CLSID_Parser, &progId), REGDB_E_CLASSNOTREG);
-    FreeLibrary(module);
 }
 
 } // namespace

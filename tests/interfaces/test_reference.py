@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Checks the reference generator against the IDL it reads: nothing dropped, drift noticed."""
+"""Checks the reference generator against the IDL it reads: nothing dropped, drift noticed.
+
+What each row says (dispids, kinds, types, which classes a host creates) is pinned by
+reference_up_to_date, which compares the generated page with docs/reference.md."""
 import os
 import re
 import subprocess
@@ -28,21 +31,6 @@ class ReferenceTest(unittest.TestCase):
         self.assertEqual(sum(len(i["members"]) for i in self.interfaces), len(re.findall(r"\bid\(", self.text)))
         self.assertEqual(sum(len(e["values"]) for e in self.enums),
                          len(re.findall(r"^\s+[A-Z_]+ = -?\d+,?$", self.text, re.M)))
-
-    def test_members_keep_their_dispids_and_types(self):
-        stack = next(i for i in self.interfaces if i["name"] == "IGenericStack")
-        rows = {m["name"]: reference.member_row(m) for m in stack["members"]}
-        self.assertIn("| -4 (DISPID_NEWENUM) |", rows["_NewEnum"])
-        self.assertIn("hidden", rows["_NewEnum"])
-        self.assertIn("| 0 (DISPID_VALUE) | `Item(varIndex As Long)` | read-only property | Variant |", rows["Item"])
-        self.assertIn("| 2 | `Push(vObject As Variant)` | method | (none) |", rows["Push"])
-        select = next(i for i in self.interfaces if i["name"] == "ISelectStmt")
-        top = next(m for m in select["members"] if m["name"] == "TopPercent")
-        self.assertIn("| Double |", reference.member_row(top))
-
-    def test_only_the_parser_is_creatable(self):
-        creatable = [c["name"] for c in self.library["classes"] if c["creatable"]]
-        self.assertEqual(creatable, ["Parser"])
 
     def test_check_notices_drift(self):
         with tempfile.TemporaryDirectory() as tmp:

@@ -11,23 +11,18 @@ failed=0
 # expect NAME STATUS WANTED-STDOUT WANTED-STDERR -- ARGS...: runs the tool (standard input
 # from $dir/in) and compares; a wanted text of "*" is not compared.
 expect() {
-  local name=$1 status=$2 out=$3 err=$4
+  local name=$1 status=$2 want rc=0 stream
+  local -A wanted=([out]=$3 [err]=$4)
   shift 5
-  "${tool[@]}" "$@" <"$dir/in" >"$dir/out.raw" 2>"$dir/err.raw"
-  local rc=$?
-  # Line ends without carriage returns (Windows programs write CR LF).
-  tr -d '\r' <"$dir/out.raw" >"$dir/out"
-  tr -d '\r' <"$dir/err.raw" >"$dir/err"
-  local got_out got_err
-  got_out=$(cat "$dir/out")
-  got_err=$(cat "$dir/err")
-  if [ "$rc" != "$status" ]; then echo "$name: exit status $rc, expected $status"; failed=1; fi
-  if [ "$out" != "*" ] && [ "$got_out" != "$out" ]; then
-    printf '%s: standard output\n%s\nexpected\n%s\n' "$name" "$got_out" "$out"; failed=1
-  fi
-  if [ "$err" != "*" ] && [ "$got_err" != "$err" ]; then
-    printf '%s: standard error\n%s\nexpected\n%s\n' "$name" "$got_err" "$err"; failed=1
-  fi
+  "${tool[@]}" "$@" <"$dir/in" >"$dir/out.raw" 2>"$dir/err.raw" || rc=$?
+  [ "$rc" = "$status" ] || { echo "$name: exit status $rc, expected $status"; failed=1; }
+  for stream in out err; do
+    tr -d '\r' <"$dir/$stream.raw" >"$dir/$stream" # Windows programs write CR LF
+    want=${wanted[$stream]}
+    if [ "$want" != "*" ] && [ "$(cat "$dir/$stream")" != "$want" ]; then
+      printf '%s: std%s\n%s\nexpected\n%s\n' "$name" "$stream" "$(cat "$dir/$stream")" "$want"; failed=1
+    fi
+  done
 }
 
 : >"$dir/in"

@@ -70,7 +70,6 @@ TEST(ScriptReader, LongLinesKeepColumns) {
 }
 
 TEST(ScriptReader, ReadErrorIsReported) {
-    std::FILE* out = std::tmpfile();
     std::FILE* in = std::fopen("/", "rb"); // a directory: opening may work, reading fails
     if (!in) GTEST_SKIP() << "a directory cannot be opened here";
     CScriptReader reader(in, false);
@@ -78,42 +77,26 @@ TEST(ScriptReader, ReadErrorIsReported) {
     EXPECT_FALSE(reader.Next(s));
     EXPECT_TRUE(reader.Failed());
     std::fclose(in);
-    std::fclose(out);
 }
 
-ScriptStatement At(const std::string& text, long line, long column, const std::string& prefix) {
-    ScriptStatement s;
-    s.text = text;
-    s.line = line;
-    s.column = column;
-    s.prefix = prefix;
-    return s;
+// "LINE:COLUMN|LINE TEXT|CARET" of an error at `offset` in the statement.
+std::string Place(const ScriptStatement& s, size_t offset, bool ansi = false) {
+    const ErrorPlace p = LocateError(s, offset, ansi);
+    return std::to_string(p.line) + ":" + std::to_string(p.column) + "|" + p.lineText + "|" + p.caret;
 }
 
 TEST(ErrorPlace, LineColumnAndCaret) {
     // On the first line the text before the statement is shown; tabs stay under tabs.
-    ErrorPlace p = LocateError(At("select\ta b", 3, 5, "x;\t "), 9, false);
-    EXPECT_EQ(p.line, 3);
-    EXPECT_EQ(p.column, 14);
-    EXPECT_EQ(p.lineText, "x;\t select\ta b");
-    EXPECT_EQ(p.caret, "  \t       \t  ^");
+    EXPECT_EQ(Place({"select\ta b", 3, 5, "x;\t ", false}, 9), "3:14|x;\t select\ta b|  \t       \t  ^");
     // On a later line the column counts from that line; é is two bytes but one column.
-    p = LocateError(At("select a\nfrom caf\xC3\xA9 x y", 1, 1, ""), 22, false);
-    EXPECT_EQ(p.line, 2);
-    EXPECT_EQ(p.column, 13);
-    EXPECT_EQ(p.lineText, "from caf\xC3\xA9 x y");
-    EXPECT_EQ(p.caret, "            ^");
+    EXPECT_EQ(Place({"select a\nfrom caf\xC3\xA9 x y", 1, 1, "", false}, 22),
+              "2:13|from caf\xC3\xA9 x y|            ^");
+    // In the ANSI code page é is one byte: offset 5 is the blank after it.
+    EXPECT_EQ(Place({"caf\xC3\xA9 x", 1, 1, "", false}, 5, true).substr(0, 4), "1:6|");
     // At the end of the statement the caret stands after it.
-    p = LocateError(At("select", 1, 1, ""), 6, false);
-    EXPECT_EQ(p.column, 7);
+    const ErrorPlace p = LocateError({"select", 1, 1, "", false}, 6, false);
     EXPECT_EQ(FormatRejection("f.sql", p, "Parse error\n"), "f.sql:1:7: Parse error\nselect\n      ^\n");
     EXPECT_EQ(FormatRejection(nullptr, p, "no line end"), "1:7: no line end\nselect\n      ^\n");
-}
-
-TEST(ErrorPlace, AnsiOffsetsCountCodePageBytes) {
-    // In the ANSI code page é is one byte: offset 5 is the blank after it.
-    const ErrorPlace p = LocateError(At("caf\xC3\xA9 x", 1, 1, ""), 5, true);
-    EXPECT_EQ(p.column, 6);
 }
 
 } // namespace

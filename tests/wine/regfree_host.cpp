@@ -94,23 +94,19 @@ std::string Property(IDispatch* object, const wchar_t* name) {
 
 void UseParser() {
     // By ProgID, as scripts and late-bound languages create it: the manifest's progid
-    // attribute and its <progid> element each make a ProgID known. Wine answers with a class
-    // id of its own making for the manifest's class (printed), which creates the Parser.
+    // attribute and its <progid> element each make a ProgID known. (Wine answers with a class
+    // id of its own making for the manifest's class, which creates the Parser.)
     for (const wchar_t* progId : {L"Tarvolin.Parser", L"Tarvolin.Parser.1"}) {
-        const std::string name = "CLSIDFromProgID(" + Narrow(progId) + ")";
         CLSID clsid = {};
-        HRESULT hr = CLSIDFromProgID(progId, &clsid);
-        OLECHAR text[39] = {};
-        StringFromGUID2(clsid, text, 39);
-        Check(name.c_str(), hr == S_OK, Hex(hr) + " " + Narrow(text));
-        if (FAILED(hr)) continue;
         IDispatch* object = nullptr;
-        hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&object));
+        HRESULT hr = CLSIDFromProgID(progId, &clsid);
+        if (SUCCEEDED(hr))
+            hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&object));
         if (SUCCEEDED(hr)) {
             hr = Parse(object, L"SELECT a FROM t");
             object->Release();
         }
-        Check(("  created from that class id, ParseSQL"), hr == S_OK, Hex(hr));
+        Check(("created by ProgID " + Narrow(progId) + ", ParseSQL").c_str(), hr == S_OK, Hex(hr));
     }
     // By class id, as a C++ host creates it.
     IDispatch* parser = nullptr;
@@ -124,13 +120,11 @@ void UseParser() {
     Check("StatementType", Property(parser, L"StatementType") == "2", Property(parser, L"StatementType"));
     IDispatch* select = Object(parser, L"SelectStmt");
     IDispatch* tables = select ? Object(select, L"TableIdentList") : nullptr;
-    Check("SelectStmt.TableIdentList.Count", Property(tables, L"Count") == "1", Property(tables, L"Count"));
     VARIANT first;
     first.vt = VT_I4;
     first.lVal = 1;
     IDispatch* table = tables ? Object(tables, L"Item", &first) : nullptr;
     Check("TableIdentList.Item(1).Name", Property(table, L"Name") == "orders", Property(table, L"Name"));
-    Check("TableIdentList.Item(1).Alias", Property(table, L"Alias") == "o", Property(table, L"Alias"));
     for (IDispatch* object : {table, tables, select})
         if (object) object->Release();
 

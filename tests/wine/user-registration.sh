@@ -20,16 +20,9 @@ dll_path="$(windows_path "$dll")" || { echo "FAIL: winepath -w $dll"; exit 1; }
 readonly USER_CLASSES="HKEY_CURRENT_USER\\Software\\Classes"
 readonly CLASS_KEY="CLSID\\$PARSER_CLSID"
 
-# value KEY [NAME]: the REG_SZ value NAME (the default value without it) of KEY, or
-# "<no value>" when reg cannot read it.
+# value KEY: the default REG_SZ value of KEY, or "<no value>" when reg cannot read it.
 value() {
-    local rc=0
-    if [ -n "${2:-}" ]; then
-        run_tool "$wine_tmp/value" reg query "$1" /v "$2" || rc=$?
-    else
-        run_tool "$wine_tmp/value" reg query "$1" /ve || rc=$?
-    fi
-    if [ "$rc" -ne 0 ]; then echo "<no value>"; return; fi
+    run_tool "$wine_tmp/value" reg query "$1" /ve || { echo "<no value>"; return; }
     sed -n 's/^    .*    REG_SZ    //p' "$wine_tmp/value" | head -n 1
 }
 
@@ -60,25 +53,11 @@ done
 if exists "$USER_CLASSES\\Tarvolin.Parser"; then expect "after refused command lines" "keys written" "nothing"; fi
 expect "regsvr32 /u /n /i:user with nothing registered" "$(regsvr32_rc /u /n /i:user "$dll_path")" 0
 
+# regsvr32 hands "user" to DllInstall: the class is registered below the user's classes
+# (test_server checks each key and value DllInstall writes there) and not for the machine.
 expect "regsvr32 /n /i:user" "$(regsvr32_rc /n /i:user "$dll_path")" 0
-expect "Tarvolin.Parser" "$(value "$USER_CLASSES\\Tarvolin.Parser")" "Parser Class"
-expect "Tarvolin.Parser\\CurVer" "$(value "$USER_CLASSES\\Tarvolin.Parser\\CurVer")" "Tarvolin.Parser.1"
-expect "Tarvolin.Parser.1\\CLSID" "$(value "$USER_CLASSES\\Tarvolin.Parser.1\\CLSID")" "$PARSER_CLSID"
-expect "$CLASS_KEY\\ProgID" "$(value "$USER_CLASSES\\$CLASS_KEY\\ProgID")" "Tarvolin.Parser.1"
 expect "$CLASS_KEY\\InprocServer32" "$(value "$USER_CLASSES\\$CLASS_KEY\\InprocServer32")" "$dll_path"
-expect "  ThreadingModel" "$(value "$USER_CLASSES\\$CLASS_KEY\\InprocServer32" ThreadingModel)" "Apartment"
-expect "$CLASS_KEY\\TypeLib" "$(value "$USER_CLASSES\\$CLASS_KEY\\TypeLib")" "$PARSER_LIBID"
-if exists "HKEY_CLASSES_ROOT\\$CLASS_KEY"; then
-    expect "the machine's class key" "written" "untouched"
-else
-    echo "ok   the machine's class key is untouched"
-fi
-# Where the type library's registration for the user goes is Wine's choice: report it.
-for root in "$USER_CLASSES" "HKEY_CLASSES_ROOT"; do
-    if exists "$root\\TypeLib\\$PARSER_LIBID\\1.0"; then
-        echo "info the type library is registered below $root: $(value "$root\\TypeLib\\$PARSER_LIBID\\1.0\\0\\win64")"
-    fi
-done
+if exists "HKEY_CLASSES_ROOT\\$CLASS_KEY"; then expect "the machine's class key" "written" "untouched"; fi
 
 expect "regsvr32 /u /n /i:user" "$(regsvr32_rc /u /n /i:user "$dll_path")" 0
 for key in "Tarvolin.Parser" "Tarvolin.Parser.1" "$CLASS_KEY" "TypeLib\\$PARSER_LIBID"; do
