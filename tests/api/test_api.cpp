@@ -116,7 +116,8 @@ TEST_F(ApiTest, OwnershipOutlivesTheParser) {
     Ptr<IGenericStack> copy = where; // a second reference
     Ptr<IGenericStack> moved = std::move(where);
     EXPECT_FALSE(where);
-    copy = copy; // self-assignment keeps the reference
+    const Ptr<IGenericStack>& same = copy;
+    copy = same; // self-assignment keeps the reference
     EXPECT_EQ(Texts(copy), Texts(moved));
     EXPECT_EQ(Texts(moved).size(), 7u);
     copy.reset();
