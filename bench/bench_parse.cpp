@@ -7,7 +7,9 @@
 //   Floor      the floor scanner
 //   Scanner    the parser's own scanner alone
 //   ParseTree  CParseTree::Parse (scanner, driver, actions: the parse tree only)
-//   ParseSQL   ParseSQL end to end, the previous statement released by the next parse
+//   ParseSQL   ParseSQL end to end, the previous statement released by the next parse; the
+//              parser comes from the component itself (libtarvolin.so, tarvolin.dll), loaded
+//              and called through its class factory and IParser as a host does
 //   Walk       ParseSQL and then a walk through the interfaces, as a host reads what it
 //              parsed: every list, stack and item, AsString included
 //   ParseSQLx2 ParseSQL on two threads at once, each with its own parser; its figure is the
@@ -23,6 +25,7 @@
 //   bench_parse [--corpus DIR] [--reps N] [--min-time SECONDS] [--filter TEXT[,TEXT...]]
 //   bench_parse [--corpus DIR] --rss FILE   parse each statement of FILE once (ParseSQL and a
 //                                           walk) and end; for /usr/bin/time -v
+//   --component PATH   the component to load (default: the one built with the benchmark)
 //
 // The corpus comes from --corpus, else TARVOLIN_CORPUS_DIR, else the build tree.
 #include <algorithm>
@@ -36,7 +39,7 @@
 #include <thread>
 #include <vector>
 
-#include "builder/parser.h"
+#include "interfaces/interfaces.h"
 #include "parsetree/parsetree.h"
 #include "scanner/scanner.h"
 #include "tools/walker.h"
@@ -59,8 +62,17 @@ struct Corpus {
 };
 
 std::string g_CorpusDir = TARVOLIN_CORPUS_DIR;
+std::string g_Component = TARVOLIN_COMPONENT;
 
-Corpus Load(const char* file) {
+// A statement as the host hands it over.
+BSTR Widen(const std::string& text) {
+    std::vector<OLECHAR> wide(text.begin(), text.end());
+    return SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
+}
+
+// Loads the corpus; without wide, only the narrow text is kept (the memory mode makes
+// each statement's BSTR when it parses it, as a host reading a file would).
+Corpus Load(const char* file, bool wide = true) {
     Corpus corpus;
     const std::string path = g_CorpusDir + "/" + file;
     std::ifstream in(path, std::ios::binary);
@@ -72,16 +84,12 @@ Corpus Load(const char* file) {
     while (std::getline(in, line)) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
         if (line.empty()) continue;
-        std::vector<OLECHAR> wide;
-        wide.reserve(line.size());
-        for (unsigned char c : line) {
+        for (unsigned char c : line)
             if (c >= 0x80) {
                 std::fprintf(stderr, "%s: corpus is not ASCII\n", file);
                 std::exit(2);
             }
-            wide.push_back(c);
-        }
-        corpus.wide.push_back(SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size())));
+        if (wide) corpus.wide.push_back(Widen(line));
         corpus.bytes += line.size();
         corpus.narrow.push_back(std::move(line));
     }
@@ -99,6 +107,36 @@ struct Span {
 [[noreturn]] void Fail(const char* what, const std::string& statement, const std::string& error) {
     std::fprintf(stderr, "%s rejected a corpus statement:\n%.200s\n%s\n", what, statement.c_str(), error.c_str());
     std::exit(1);
+}
+
+// A new Parser from the component's class factory. The component is loaded once and stays.
+IParser* NewParser() {
+    using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, LPVOID*);
+    static GetClassObject getClassObject = [] {
+        const std::wstring wide(g_Component.begin(), g_Component.end());
+        std::vector<WCHAR> path(wide.begin(), wide.end());
+        path.push_back(0);
+        HMODULE module = LoadLibraryW(path.data());
+        FARPROC entry = module ? GetProcAddress(module, "DllGetClassObject") : nullptr;
+        if (!entry) {
+            std::fprintf(stderr, "cannot load the component %s\n", g_Component.c_str());
+            std::exit(2);
+        }
+        return reinterpret_cast<GetClassObject>(reinterpret_cast<void (*)()>(entry));
+    }();
+    IClassFactory* factory = nullptr;
+    IParser* parser = nullptr;
+    if (FAILED(getClassObject(CLSID_Parser, IID_IClassFactory, reinterpret_cast<void**>(&factory))) ||
+        FAILED(factory->CreateInstance(nullptr, IID_IParser, reinterpret_cast<void**>(&parser))))
+        std::exit(2);
+    factory->Release();
+    return parser;
+}
+
+[[noreturn]] void FailParse(const std::string& statement, HRESULT hr) {
+    char text[32];
+    std::snprintf(text, sizeof text, "HRESULT 0x%08lx", static_cast<unsigned long>(hr));
+    Fail("ParseSQL", statement, text);
 }
 
 // A visitor that reads what the walk hands it, as a host would, and keeps a checksum so
@@ -143,6 +181,7 @@ void Scanner(const Span& s, int passes) {
 
 void ParseTree(const Span& s, int passes) {
     CParseTree tree;
+    tree.SetTraceKept(false); // as the parser parses
     for (int p = 0; p < passes; ++p)
         for (size_t i = s.first; i < s.first + s.count; ++i)
             if (tree.Parse(s.corpus->wide[i]) != PARSE_ACCEPTED)
@@ -150,14 +189,12 @@ void ParseTree(const Span& s, int passes) {
 }
 
 void ParseSQL(const Span& s, int passes, bool walk) {
-    cParser* parser = nullptr;
-    if (FAILED(cParser::CreateInstance(&parser))) std::exit(2);
-    parser->AddRef();
+    IParser* parser = NewParser();
     CTouch touch;
     for (int p = 0; p < passes; ++p)
         for (size_t i = s.first; i < s.first + s.count; ++i) {
-            if (parser->ParseSQL(s.corpus->wide[i]) != S_OK)
-                Fail("ParseSQL", s.corpus->narrow[i], parser->Tree().GetErrorText());
+            const HRESULT hr = parser->ParseSQL(s.corpus->wide[i]);
+            if (hr != S_OK) FailParse(s.corpus->narrow[i], hr);
             if (walk) WalkStatement(parser, touch);
         }
     parser->Release();
@@ -231,9 +268,17 @@ bool Selected(const std::string& name, const std::string& filter) {
 }
 
 int ParseForMemory(const char* file) {
-    Corpus corpus = Load(file);
-    Span all{&corpus, 0, corpus.narrow.size(), corpus.bytes, file};
-    ParseSQL(all, 1, true);
+    const Corpus corpus = Load(file, false);
+    IParser* parser = NewParser();
+    CTouch touch;
+    for (const std::string& statement : corpus.narrow) {
+        BSTR text = Widen(statement);
+        const HRESULT hr = parser->ParseSQL(text);
+        if (hr != S_OK) FailParse(statement, hr);
+        WalkStatement(parser, touch);
+        SysFreeString(text);
+    }
+    parser->Release();
     std::printf("parsed and walked %zu statements, %zu bytes\n", corpus.narrow.size(), corpus.bytes);
     return 0;
 }
@@ -244,6 +289,7 @@ int main(int argc, char** argv) {
     int reps = 5;
     double minTime = 0.25;
     std::string filter;
+    const char* rssFile = nullptr;
     if (const char* dir = std::getenv("TARVOLIN_CORPUS_DIR")) g_CorpusDir = dir;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -256,16 +302,20 @@ int main(int argc, char** argv) {
             minTime = std::atof(value);
         } else if (arg == "--filter" && value) {
             filter = value;
+        } else if (arg == "--component" && value) {
+            g_Component = value;
         } else if (arg == "--rss" && value) {
-            return ParseForMemory(value);
+            rssFile = value;
         } else {
             std::fprintf(stderr,
                          "usage: bench_parse [--corpus DIR] [--reps N] [--min-time S] [--filter TEXT[,TEXT...]]\n"
-                         "       bench_parse [--corpus DIR] --rss FILE\n");
+                         "       bench_parse [--corpus DIR] --rss FILE\n"
+                         "       (either with --component PATH: the component to load)\n");
             return 2;
         }
         ++i;
     }
+    if (rssFile) return ParseForMemory(rssFile);
 
     const char* const files[][2] = {{"small.sql", "short"}, {"large.sql", "long"}, {"huge.sql", "1MB"}};
     std::vector<Corpus> corpora;
