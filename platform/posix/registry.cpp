@@ -136,6 +136,39 @@ LONG Open(std::shared_ptr<Node> node, HKEY* result) {
     return ERROR_SUCCESS;
 }
 
+// Runs f(registry, node) under the registry's lock with the node of an open handle, or
+// returns the error the handle gives.
+template <class F> LONG WithKey(HKEY key, F f) {
+    Registry& r = TheRegistry();
+    std::lock_guard<std::mutex> guard(r.lock);
+    std::shared_ptr<Node> node;
+    const LONG rc = Resolve(key, node);
+    return rc == ERROR_SUCCESS ? f(r, node) : rc;
+}
+
+// A key's or value's name into the caller's buffer, as the enumeration functions give it.
+LONG CopyName(const Text& text, LPWSTR name, DWORD* nameLength) {
+    if (text.size() >= *nameLength) return ERROR_MORE_DATA;
+    text.copy(name, text.size());
+    name[text.size()] = 0;
+    *nameLength = static_cast<DWORD>(text.size());
+    return ERROR_SUCCESS;
+}
+
+// A value's type and data into the caller's buffers: ERROR_MORE_DATA when data is too small
+// for it; *size is the data's size either way.
+LONG CopyData(const Value& value, DWORD* type, BYTE* data, DWORD* size) {
+    const DWORD needed = static_cast<DWORD>(value.data.size());
+    LONG rc = ERROR_SUCCESS;
+    if (type) *type = value.type;
+    if (data && *size < needed)
+        rc = ERROR_MORE_DATA;
+    else if (data && needed)
+        std::memcpy(data, value.data.data(), needed);
+    if (size) *size = needed;
+    return rc;
+}
+
 } // namespace
 
 LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD options, REGSAM, void*, HKEY* result,
@@ -182,14 +215,10 @@ LONG RegCreateKeyExW(HKEY parent, LPCWSTR sub, DWORD, LPWSTR, DWORD options, REG
 
 LONG RegOpenKeyExW(HKEY parent, LPCWSTR sub, DWORD, REGSAM, HKEY* result) {
     if (!result) return ERROR_INVALID_PARAMETER;
-    Registry& r = TheRegistry();
-    std::lock_guard<std::mutex> guard(r.lock);
-    std::shared_ptr<Node> node;
-    LONG rc = Resolve(parent, node);
-    if (rc != ERROR_SUCCESS) return rc;
-    node = Find(node, Components(sub));
-    if (!node) return ERROR_FILE_NOT_FOUND;
-    return Open(node, result);
+    return WithKey(parent, [&](Registry&, std::shared_ptr<Node>& node) -> LONG {
+        node = Find(node, Components(sub));
+        return node ? Open(node, result) : ERROR_FILE_NOT_FOUND;
+    });
 }
 
 LONG RegCloseKey(HKEY key) {
@@ -204,140 +233,102 @@ LONG RegCloseKey(HKEY key) {
 
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
     if (!data && size) return ERROR_INVALID_PARAMETER; // ERROR_NOACCESS on Windows
-    Registry& r = TheRegistry();
-    std::lock_guard<std::mutex> guard(r.lock);
-    std::shared_ptr<Node> node;
-    LONG rc = Resolve(key, node);
-    if (rc != ERROR_SUCCESS || (rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
-    // As on Windows, a string whose given bytes lack the terminator while the character
-    // after them is one gets the terminator stored too.
-    if (data && (type == REG_SZ || type == REG_EXPAND_SZ) && size >= sizeof(OLECHAR) && size % sizeof(OLECHAR) == 0) {
-        const OLECHAR* text = reinterpret_cast<const OLECHAR*>(data);
-        const DWORD n = size / sizeof(OLECHAR);
-        if (text[n - 1] && !text[n]) size += sizeof(OLECHAR);
-    }
-    Value& value = node->values[Lower(name)];
-    if (value.type == REG_NONE && value.data.empty() && name) value.name = name;
-    value.type = type;
-    value.data.assign(data, data + size);
-    return ERROR_SUCCESS;
+    return WithKey(key, [&](Registry& r, std::shared_ptr<Node>& node) -> LONG {
+        const LONG rc = CountWrite(r);
+        if (rc != ERROR_SUCCESS) return rc;
+        // As on Windows, a string whose given bytes lack the terminator while the character
+        // after them is one gets the terminator stored too.
+        if (data && (type == REG_SZ || type == REG_EXPAND_SZ) && size >= sizeof(OLECHAR) &&
+            size % sizeof(OLECHAR) == 0) {
+            const OLECHAR* text = reinterpret_cast<const OLECHAR*>(data);
+            const DWORD n = size / sizeof(OLECHAR);
+            if (text[n - 1] && !text[n]) size += sizeof(OLECHAR);
+        }
+        Value& value = node->values[Lower(name)];
+        if (value.type == REG_NONE && value.data.empty() && name) value.name = name;
+        value.type = type;
+        value.data.assign(data, data + size);
+        return ERROR_SUCCESS;
+    });
 }
 
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, DWORD*, DWORD* type, BYTE* data, DWORD* size) {
     if (data && !size) return ERROR_INVALID_PARAMETER;
-    Registry& r = TheRegistry();
-    std::lock_guard<std::mutex> guard(r.lock);
-    std::shared_ptr<Node> node;
-    LONG rc = Resolve(key, node);
-    if (rc != ERROR_SUCCESS) return rc;
-    auto it = node->values.find(Lower(name));
-    if (it == node->values.end()) return ERROR_FILE_NOT_FOUND;
-    const Value& value = it->second;
-    const DWORD needed = static_cast<DWORD>(value.data.size());
-    if (type) *type = value.type;
-    if (data && *size < needed) rc = ERROR_MORE_DATA;
-    else if (data && needed)
-        std::memcpy(data, value.data.data(), needed);
-    if (size) *size = needed;
-    return rc;
+    return WithKey(key, [&](Registry&, std::shared_ptr<Node>& node) -> LONG {
+        auto it = node->values.find(Lower(name));
+        return it == node->values.end() ? ERROR_FILE_NOT_FOUND : CopyData(it->second, type, data, size);
+    });
 }
 
 LONG RegDeleteTreeW(HKEY key, LPCWSTR sub) {
-    Registry& r = TheRegistry();
-    std::lock_guard<std::mutex> guard(r.lock);
-    std::shared_ptr<Node> node;
-    LONG rc = Resolve(key, node);
-    if (rc != ERROR_SUCCESS) return rc;
-    if (!sub) {
-        // Without a subkey the key itself stays, emptied of its subkeys and values.
+    return WithKey(key, [&](Registry& r, std::shared_ptr<Node>& node) -> LONG {
+        LONG rc;
+        if (!sub) {
+            // Without a subkey the key itself stays, emptied of its subkeys and values.
+            if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
+            while (!node->children.empty()) DeleteNode(*node->children.begin()->second);
+            node->values.clear();
+            return ERROR_SUCCESS;
+        }
+        std::shared_ptr<Node> target = Find(node, Components(sub));
+        if (!target) return ERROR_FILE_NOT_FOUND;
+        if (IsRoot(r, target)) return ERROR_ACCESS_DENIED;
         if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
-        while (!node->children.empty()) DeleteNode(*node->children.begin()->second);
-        node->values.clear();
+        DeleteNode(*target);
         return ERROR_SUCCESS;
-    }
-    std::shared_ptr<Node> target = Find(node, Components(sub));
-    if (!target) return ERROR_FILE_NOT_FOUND;
-    if (IsRoot(r, target)) return ERROR_ACCESS_DENIED;
-    if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
-    DeleteNode(*target);
-    return ERROR_SUCCESS;
+    });
 }
 
 // An empty subkey deletes the key of the handle itself, as on Windows.
 LONG RegDeleteKeyW(HKEY key, LPCWSTR sub) {
     if (!sub) return ERROR_INVALID_PARAMETER;
-    Registry& r = TheRegistry();
-    std::lock_guard<std::mutex> guard(r.lock);
-    std::shared_ptr<Node> node;
-    LONG rc = Resolve(key, node);
-    if (rc != ERROR_SUCCESS) return rc;
-    std::shared_ptr<Node> target = Find(node, Components(sub));
-    if (!target) return ERROR_FILE_NOT_FOUND;
-    if (IsRoot(r, target) || !target->children.empty()) return ERROR_ACCESS_DENIED; // only a key without subkeys goes
-    if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
-    DeleteNode(*target);
-    return ERROR_SUCCESS;
+    return WithKey(key, [&](Registry& r, std::shared_ptr<Node>& node) -> LONG {
+        std::shared_ptr<Node> target = Find(node, Components(sub));
+        if (!target) return ERROR_FILE_NOT_FOUND;
+        // Only a key without subkeys goes.
+        if (IsRoot(r, target) || !target->children.empty()) return ERROR_ACCESS_DENIED;
+        const LONG rc = CountWrite(r);
+        if (rc == ERROR_SUCCESS) DeleteNode(*target);
+        return rc;
+    });
 }
 
 LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, DWORD* nameLength, DWORD*, LPWSTR keyClass,
                    DWORD* classLength, FILETIME* lastWriteTime) {
     if (!name || !nameLength) return ERROR_INVALID_PARAMETER;
-    Registry& r = TheRegistry();
-    std::lock_guard<std::mutex> guard(r.lock);
-    std::shared_ptr<Node> node;
-    LONG rc = Resolve(key, node);
-    if (rc != ERROR_SUCCESS) return rc;
-    if (index >= node->children.size()) return ERROR_NO_MORE_ITEMS;
-    auto it = node->children.begin();
-    std::advance(it, index);
-    const Text& text = it->second->display;
-    if (text.size() >= *nameLength) return ERROR_MORE_DATA;
-    text.copy(name, text.size());
-    name[text.size()] = 0;
-    *nameLength = static_cast<DWORD>(text.size());
-    if (keyClass && classLength && *classLength) keyClass[0] = 0;
-    if (classLength) *classLength = 0;
-    if (lastWriteTime) *lastWriteTime = FILETIME{0, 0};
-    return ERROR_SUCCESS;
+    return WithKey(key, [&](Registry&, std::shared_ptr<Node>& node) -> LONG {
+        if (index >= node->children.size()) return ERROR_NO_MORE_ITEMS;
+        auto it = node->children.begin();
+        std::advance(it, index);
+        const LONG rc = CopyName(it->second->display, name, nameLength);
+        if (rc != ERROR_SUCCESS) return rc;
+        if (keyClass && classLength && *classLength) keyClass[0] = 0;
+        if (classLength) *classLength = 0;
+        if (lastWriteTime) *lastWriteTime = FILETIME{0, 0};
+        return ERROR_SUCCESS;
+    });
 }
 
 LONG RegDeleteValueW(HKEY key, LPCWSTR name) {
-    Registry& r = TheRegistry();
-    std::lock_guard<std::mutex> guard(r.lock);
-    std::shared_ptr<Node> node;
-    LONG rc = Resolve(key, node);
-    if (rc != ERROR_SUCCESS) return rc;
-    auto it = node->values.find(Lower(name));
-    if (it == node->values.end()) return ERROR_FILE_NOT_FOUND;
-    if ((rc = CountWrite(r)) != ERROR_SUCCESS) return rc;
-    node->values.erase(it);
-    return ERROR_SUCCESS;
+    return WithKey(key, [&](Registry& r, std::shared_ptr<Node>& node) -> LONG {
+        auto it = node->values.find(Lower(name));
+        if (it == node->values.end()) return ERROR_FILE_NOT_FOUND;
+        const LONG rc = CountWrite(r);
+        if (rc == ERROR_SUCCESS) node->values.erase(it);
+        return rc;
+    });
 }
 
 LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, DWORD* nameLength, DWORD*, DWORD* type, BYTE* data,
                    DWORD* dataSize) {
     if (!name || !nameLength || (data && !dataSize)) return ERROR_INVALID_PARAMETER;
-    Registry& r = TheRegistry();
-    std::lock_guard<std::mutex> guard(r.lock);
-    std::shared_ptr<Node> node;
-    LONG rc = Resolve(key, node);
-    if (rc != ERROR_SUCCESS) return rc;
-    if (index >= node->values.size()) return ERROR_NO_MORE_ITEMS;
-    auto it = node->values.begin();
-    std::advance(it, index);
-    const Text& text = it->second.name;
-    if (text.size() >= *nameLength) return ERROR_MORE_DATA;
-    text.copy(name, text.size());
-    name[text.size()] = 0;
-    *nameLength = static_cast<DWORD>(text.size());
-    const Value& value = it->second;
-    const DWORD needed = static_cast<DWORD>(value.data.size());
-    if (type) *type = value.type;
-    if (data && *dataSize < needed) rc = ERROR_MORE_DATA;
-    else if (data && needed)
-        std::memcpy(data, value.data.data(), needed);
-    if (dataSize) *dataSize = needed;
-    return rc;
+    return WithKey(key, [&](Registry&, std::shared_ptr<Node>& node) -> LONG {
+        if (index >= node->values.size()) return ERROR_NO_MORE_ITEMS;
+        auto it = node->values.begin();
+        std::advance(it, index);
+        const LONG rc = CopyName(it->second.name, name, nameLength);
+        return rc == ERROR_SUCCESS ? CopyData(it->second, type, data, dataSize) : rc;
+    });
 }
 
 void TarvolinFailRegistryWrite(unsigned long after, LONG error) {
