@@ -4,22 +4,13 @@
 // default member included); natively the library registers but has no type information,
 // so every dispatch call fails with TYPE_E_CANTLOADLIBRARY while the vtable calls work.
 #include "common.h"
+#include "tests/platform/helpers.h"
 
 #include <string>
 
 namespace {
 
-std::basic_string<OLECHAR> LibraryPath() {
-    // The build passes the library's file name; under Wine, whose programs have Windows
-    // paths, the Unix file system is drive Z:.
-    OLECHAR self[MAX_PATH] = {};
-    const bool windowsPaths = GetModuleFileNameW(nullptr, self, MAX_PATH) && self[0] != '/';
-    std::string path = TARVOLIN_TLB_PATH;
-    std::basic_string<OLECHAR> wide;
-    if (windowsPaths && !path.empty() && path[0] == '/') wide = OLESTR("Z:");
-    for (char c : path) wide += static_cast<OLECHAR>(windowsPaths && c == '/' ? '\\' : c);
-    return wide;
-}
+std::basic_string<OLECHAR> LibraryPath() { return platformtest::PlatformPath(TARVOLIN_TLB_PATH); }
 
 class Dispatch : public ObjectTest {
 protected:
