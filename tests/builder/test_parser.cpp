@@ -142,7 +142,9 @@ TEST_F(Parser, RejectedStatementsSetTheErrorObject) {
     EXPECT_EQ(ParseText(parser, "SELECT x FROM t WHERE CASESTATE_foo"), DISP_E_EXCEPTION);
     EXPECT_EQ(TakeError(true), "[CASESTATE_foo] Invalid case state type" + source);
     EXPECT_EQ(ParseText(parser, "UPDATE"), DISP_E_EXCEPTION);
-    EXPECT_EQ(TakeError(true), "Parse error\nExpected tokens: <IDENTIFIER>\n\n ------- Parse trace -------\n > UPDATE" + source);
+    EXPECT_EQ(TakeError(true),
+              "Parse error\nExpected tokens: <IDENTIFIER>\n\n ------- Parse trace -------\n > UPDATE" +
+                  source);
     EXPECT_EQ(ParseText(parser, "SELECT a FROM t"), S_OK);
     EXPECT_EQ(TakeError(true), "<none>") << "a parse that succeeds leaves no error object";
     parser->Release();

@@ -145,7 +145,8 @@ TEST(Satellite, PathIsFormedFromTheModulePathAndTheLanguage) {
         {OLESTR("C:\\") + OleString(MAX_PATH + 1, 'd') + OLESTR("\\x.dll"), OLESTR("de-DE"), ""}, // too long
         {OLESTR("C:\\d\\") + OleString(MAX_PATH + 1, 'n') + OLESTR(".dll"), OLESTR("de-DE"), ""},
     };
-    for (const auto& c : kCases) EXPECT_EQ(Narrow(SatellitePath(c.module, c.language).c_str()), c.path);
+    for (const auto& c : kCases)
+        EXPECT_EQ(Narrow(SatellitePath(c.module, c.language).c_str()), c.path);
     // No satellite exists for a module in a directory that does not exist.
     EXPECT_EQ(LoadSatelliteLibrary(OLESTR("C:\\no such dir\\x.dll"), {OLESTR("de-DE"), OLESTR("en-US")}), nullptr);
     // The preferred languages are asked once, and are names.

@@ -12,10 +12,10 @@
 
 namespace {
 
+using platformtest::SetString;
 using registry_reader::Dump;
 using registry_reader::Value;
 using registry_reader::Wide;
-using platformtest::SetString;
 
 const char* const kRoot = "TarvolinRollbackTest";
 

@@ -10,8 +10,6 @@
 
 namespace {
 
-std::basic_string<OLECHAR> LibraryPath() { return platformtest::PlatformPath(TARVOLIN_TLB_PATH); }
-
 class Dispatch : public ObjectTest {
 protected:
     void SetUp() override {
@@ -21,9 +19,11 @@ protected:
         m_WasRegistered = SUCCEEDED(QueryPathOfRegTypeLib(LIBID_TARVOLINLib, 1, 0, 0, &registeredPath));
         SysFreeString(registeredPath);
         ITypeLib* library = nullptr;
-        m_hrLoad = m_WasRegistered ? E_FAIL : LoadTypeLib(LibraryPath().c_str(), &library);
+        m_hrLoad = m_WasRegistered
+                       ? E_FAIL
+                       : LoadTypeLib(platformtest::PlatformPath(TARVOLIN_TLB_PATH).c_str(), &library);
         if (SUCCEEDED(m_hrLoad)) {
-            std::basic_string<OLECHAR> path = LibraryPath();
+            std::basic_string<OLECHAR> path = platformtest::PlatformPath(TARVOLIN_TLB_PATH);
             m_hrLoad = RegisterTypeLib(library, const_cast<LPOLESTR>(path.c_str()), nullptr);
             library->Release();
         }

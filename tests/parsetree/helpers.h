@@ -18,6 +18,7 @@ inline int ParseInto(CParseTree& tree, const std::string& text) {
 // head, then piece n times with "#" replaced by the count, then tail.
 inline std::string Repeat(std::string s, const std::string& piece, int n, const char* tail) {
     const size_t at = piece.find('#');
-    for (int i = 0; i < n; ++i) s += piece.substr(0, at) + std::to_string(i) + piece.substr(at + 1);
+    for (int i = 0; i < n; ++i)
+        s += piece.substr(0, at) + std::to_string(i) + piece.substr(at + 1);
     return s + tail;
 }

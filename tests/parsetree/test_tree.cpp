@@ -90,7 +90,6 @@ TEST(Arena, BlocksBeyondTheKeptTotalAreGivenBack) {
     }
 }
 
-
 // The length of the chain from node through link while nodes are of the given kinds.
 size_t Chain(const CSQLNode* node, CSQLNode* CSQLNode::*link, std::initializer_list<int> kinds) {
     size_t n = 0;

@@ -31,12 +31,15 @@ inline std::string Narrow(const OLECHAR* text) {
 // 8-bit text as 16-bit text, each byte the character of that number (Latin-1).
 inline Text Wide(const std::string& text) {
     Text out;
-    for (unsigned char c : text) out += static_cast<OLECHAR>(c);
+    for (unsigned char c : text)
+        out += static_cast<OLECHAR>(c);
     return out;
 }
 
 // A BSTR as 8-bit text, every character its length counts (embedded NULs included).
-inline std::string FromBstr(BSTR text) { return Narrow(text, SysStringLen(text)); }
+inline std::string FromBstr(BSTR text) {
+    return Narrow(text, SysStringLen(text));
+}
 
 // A new BSTR of 8-bit text, each byte one character.
 inline BSTR NewBstr(const std::string& text) {
@@ -63,7 +66,8 @@ inline std::string TakeError(bool details = false) {
     info->GetGUID(&guid);
     std::string s = FromBstr(text);
     if (details)
-        s += "|" + (source ? FromBstr(source) : "<null>") + "|" + (IsEqualGUID(guid, GUID_NULL) ? "null" : "guid");
+        s += "|" + (source ? FromBstr(source) : "<null>") + "|" +
+             (IsEqualGUID(guid, GUID_NULL) ? "null" : "guid");
     SysFreeString(text);
     SysFreeString(source);
     info->Release();

@@ -79,7 +79,8 @@ class RebuildTest : public ::testing::Test {
 
 TEST_F(RebuildTest, TestFilesRoundTrip) {
     long accepted = 0;
-    for (const char* name : {"good", "select", "expressions", "dml", "json", "tree", "tokens", "reuse", "rebuild"})
+    for (const char* name :
+         {"good", "select", "expressions", "dml", "json", "tree", "tokens", "reuse", "rebuild"})
         accepted += RoundTripFile(std::string(TARVOLIN_SQL_DIR) + "/" + name + ".sql");
     EXPECT_GT(accepted, 150);
 }
