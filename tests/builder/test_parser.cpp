@@ -14,7 +14,9 @@ namespace {
 
 using Parser = ObjectTest;
 using platformtest::ParseText;
-using platformtest::TakeError;
+
+// The thread's error object as "description|source|guid is null".
+std::string ErrorInfo() { return platformtest::TakeError(true); }
 
 cParser* NewParser() {
     cParser* parser = nullptr;
@@ -138,15 +140,13 @@ TEST_F(Parser, RejectedStatementsSetTheErrorObject) {
     cParser* parser = NewParser();
     SetErrorInfo(0, nullptr);
     EXPECT_EQ(parser->ParseSQL(nullptr), DISP_E_EXCEPTION);
-    EXPECT_EQ(TakeError(true), "Parse error\nExpected tokens: <UNION>, <EXCEPT>, <INTERSECT>\n" + source);
+    EXPECT_EQ(ErrorInfo(), "Parse error\nExpected tokens: <UNION>, <EXCEPT>, <INTERSECT>\n" + source);
     EXPECT_EQ(ParseText(parser, "SELECT x FROM t WHERE CASESTATE_foo"), DISP_E_EXCEPTION);
-    EXPECT_EQ(TakeError(true), "[CASESTATE_foo] Invalid case state type" + source);
+    EXPECT_EQ(ErrorInfo(), "[CASESTATE_foo] Invalid case state type" + source);
     EXPECT_EQ(ParseText(parser, "UPDATE"), DISP_E_EXCEPTION);
-    EXPECT_EQ(TakeError(true),
-              "Parse error\nExpected tokens: <IDENTIFIER>\n\n ------- Parse trace -------\n > UPDATE" +
-                  source);
+    EXPECT_EQ(ErrorInfo(), "Parse error\nExpected tokens: <IDENTIFIER>\n\n ------- Parse trace -------\n > UPDATE" + source);
     EXPECT_EQ(ParseText(parser, "SELECT a FROM t"), S_OK);
-    EXPECT_EQ(TakeError(true), "<none>") << "a parse that succeeds leaves no error object";
+    EXPECT_EQ(ErrorInfo(), "<none>") << "a parse that succeeds leaves no error object";
     parser->Release();
 }
 

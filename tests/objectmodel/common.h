@@ -29,7 +29,8 @@ template <class T> struct Held {
 
 using platformtest::FromBstr;
 using platformtest::Narrow;
-using platformtest::Refs;
+// The reference count of an object, read by an AddRef/Release pair.
+inline constexpr auto& RefCount = platformtest::Refs;
 
 // AsString of an item as narrow text.
 template <class T> std::string Text(T* item) {

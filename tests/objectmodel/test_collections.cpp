@@ -27,7 +27,7 @@ TEST_F(Collections, ItemBoundsAndReferences) {
     EXPECT_EQ(list->get_Item(1, nullptr), E_POINTER);
     Held<cTableIdent> table;
     ASSERT_EQ(list->Append(table->Dispatch()), S_OK);
-    EXPECT_EQ(Refs(table->Dispatch()), 2u); // ours and the list's
+    EXPECT_EQ(RefCount(table->Dispatch()), 2u); // ours and the list's
     LONG count = 0;
     EXPECT_EQ(list->get_Count(&count), S_OK);
     EXPECT_EQ(count, 1);
@@ -39,9 +39,9 @@ TEST_F(Collections, ItemBoundsAndReferences) {
     EXPECT_EQ(list->get_Item(1, &out), S_OK);
     EXPECT_EQ(V_VT(&out), VT_DISPATCH);
     EXPECT_EQ(V_DISPATCH(&out), table->Dispatch());
-    EXPECT_EQ(Refs(table->Dispatch()), 3u); // one more for the copy
+    EXPECT_EQ(RefCount(table->Dispatch()), 3u); // one more for the copy
     VariantClear(&out);
-    EXPECT_EQ(Refs(table->Dispatch()), 2u);
+    EXPECT_EQ(RefCount(table->Dispatch()), 2u);
 }
 
 TEST_F(Collections, EnumeratorNextSkipResetCloneAndLifetime) {
@@ -68,7 +68,7 @@ TEST_F(Collections, EnumeratorNextSkipResetCloneAndLifetime) {
     EXPECT_EQ(fetched, 2u);
     EXPECT_EQ(V_DISPATCH(&v[0]), a->Dispatch());
     EXPECT_EQ(V_DISPATCH(&v[1]), b->Dispatch());
-    EXPECT_EQ(Refs(a->Dispatch()), 3u); // ours, the list's, the fetched copy
+    EXPECT_EQ(RefCount(a->Dispatch()), 3u); // ours, the list's, the fetched copy
     VariantClear(&v[0]);
     VariantClear(&v[1]);
     EXPECT_EQ(e->Next(1, v, nullptr), S_FALSE); // at the end
@@ -86,7 +86,7 @@ TEST_F(Collections, EnumeratorNextSkipResetCloneAndLifetime) {
     EXPECT_EQ(e->Skip(1), S_FALSE);
     clone->Release();
     e->Release();
-    EXPECT_EQ(Refs(a->Dispatch()), 1u); // the list is gone with its last enumerator
+    EXPECT_EQ(RefCount(a->Dispatch()), 1u); // the list is gone with its last enumerator
 }
 
 TEST_F(Collections, StackOrderCopiesAndTheEmptyStackError) {
@@ -94,7 +94,7 @@ TEST_F(Collections, StackOrderCopiesAndTheEmptyStackError) {
     Held<cLiteralValue> a;
     VARIANT s = Make(VT_BSTR, nullptr, OLESTR("col")), empty = Make(VT_EMPTY);
     for (const VARIANT& v : {Make(VT_DISPATCH, a->Dispatch()), s, empty}) EXPECT_EQ(stack->Push(v), S_OK);
-    EXPECT_EQ(Refs(a->Dispatch()), 2u);
+    EXPECT_EQ(RefCount(a->Dispatch()), 2u);
     // The earliest pushed comes first; Peek leaves it, Pop takes it and Count drops.
     VARIANT p1, p2;
     EXPECT_EQ(stack->Peek(&p1), S_OK);
@@ -103,7 +103,7 @@ TEST_F(Collections, StackOrderCopiesAndTheEmptyStackError) {
     EXPECT_EQ(V_DISPATCH(&p2), a->Dispatch());
     VariantClear(&p1);
     VariantClear(&p2);
-    EXPECT_EQ(Refs(a->Dispatch()), 1u);
+    EXPECT_EQ(RefCount(a->Dispatch()), 1u);
     LONG count = 0;
     stack->get_Count(&count);
     EXPECT_EQ(count, 2);
@@ -143,7 +143,7 @@ TEST_F(Collections, InterfacesAndErrorInfoSupport) {
     for (const IID* iid : {&IID_IColumnIdent, &IID_IExpressionItem, &IID_IDispatch, &IID_IUnknown}) {
         ASSERT_EQ(c->QueryInterface(*iid, &p), S_OK);
         EXPECT_EQ(p, static_cast<void*>(static_cast<IColumnIdent*>(c.p)));
-        EXPECT_EQ(Refs(c->Dispatch()), 2u);
+        EXPECT_EQ(RefCount(c->Dispatch()), 2u);
         static_cast<IUnknown*>(p)->Release();
     }
     ISupportErrorInfo* support = nullptr;

@@ -62,11 +62,11 @@ TEST_F(Items, JoinTexts) {
     t->SetJoinStack(stack.p);
     t->SetName("ignored");
     EXPECT_EQ(Text(t.p), "{JoinedTable}");
-    const ULONG before = Refs(stack->Dispatch());
+    const ULONG before = RefCount(stack->Dispatch());
     IGenericStack* read = nullptr;
     EXPECT_EQ(t->get_JoinExpressionStack(&read), S_OK);
     EXPECT_EQ(read, static_cast<IGenericStack*>(stack.p));
-    EXPECT_EQ(Refs(stack->Dispatch()), before + 1);
+    EXPECT_EQ(RefCount(stack->Dispatch()), before + 1);
     read->Release();
 
     const struct {

@@ -118,7 +118,7 @@ TEST_F(ObjectPoolTest, ObjectsMayBeReleasedOnAnotherThread) {
     ASSERT_EQ(stack->Append(column->Dispatch()), S_OK);
     std::thread([&] { stack->Release(); }).join();
     EXPECT_EQ(CModule::LiveObjects(), 1); // the column, still held here
-    EXPECT_EQ(Refs(column->Dispatch()), 1u);
+    EXPECT_EQ(RefCount(column->Dispatch()), 1u);
 }
 
 // A block is started over or given back only once every piece of it is free: a piece held

@@ -1,5 +1,6 @@
-// Helpers of the platform tests. The tests use only Windows names, so that the same
-// programs check the native stand-in here and the real system functions under Windows.
+// Helpers of the tests of every layer: texts and BSTRs, registry keys and values, a parse
+// and the thread's error object. They use only Windows names, so that the same programs
+// check the native stand-in here and the real system functions under Windows.
 #pragma once
 
 #include <gtest/gtest.h>
