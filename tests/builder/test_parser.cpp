@@ -16,7 +16,9 @@ using Parser = ObjectTest;
 using platformtest::ParseText;
 
 // The thread's error object as "description|source|guid is null".
-std::string ErrorInfo() { return platformtest::TakeError(true); }
+std::string ErrorInfo() {
+    return platformtest::TakeError(true);
+}
 
 cParser* NewParser() {
     cParser* parser = nullptr;
