@@ -7,44 +7,17 @@
 #include <vector>
 
 #include "builder/parser.h"
-#include "objectmodel/module.h"
+#include "tests/objectmodel/common.h"
+#include "tests/parsetree/helpers.h"
 
 namespace {
 
-class Parser : public ::testing::Test {
-protected:
-    void TearDown() override { EXPECT_EQ(CModule::LiveObjects(), 0) << "objects leaked by this test"; }
-};
-
-std::string Narrow(BSTR text) {
-    std::string s;
-    for (UINT i = 0; i < SysStringLen(text); ++i) s += static_cast<char>(text[i] < 256 ? text[i] : '?');
-    return s;
-}
-
-HRESULT ParseText(IParser* parser, const std::string& sql) {
-    std::basic_string<OLECHAR> wide(sql.begin(), sql.end());
-    BSTR text = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
-    const HRESULT hr = parser->ParseSQL(text);
-    SysFreeString(text);
-    return hr;
-}
+using Parser = ObjectTest;
+using platformtest::ParseText;
 
 // The thread's error object as "description|source|guid is null".
 std::string ErrorInfo() {
-    IErrorInfo* info = nullptr;
-    if (GetErrorInfo(0, &info) != S_OK || !info) return "<none>";
-    BSTR text = nullptr, source = nullptr;
-    GUID guid;
-    info->GetDescription(&text);
-    info->GetSource(&source);
-    info->GetGUID(&guid);
-    std::string s = Narrow(text) + "|" + (source ? Narrow(source) : std::string("<null>")) + "|" +
-                    (IsEqualGUID(guid, GUID_NULL) ? "null" : "guid");
-    SysFreeString(text);
-    SysFreeString(source);
-    info->Release();
-    return s;
+    return platformtest::TakeError(true);
 }
 
 cParser* NewParser() {
@@ -180,20 +153,14 @@ TEST_F(Parser, RejectedStatementsSetTheErrorObject) {
 }
 
 TEST_F(Parser, DeepInputBuildsIteratively) {
-    // head, then piece n times with "#" replaced by the count, then tail.
-    auto repeat = [](std::string s, const std::string& piece, int n, const char* tail) {
-        const size_t at = piece.find('#');
-        for (int i = 0; i < n; ++i) s += piece.substr(0, at) + std::to_string(i) + piece.substr(at + 1);
-        return s + tail;
-    };
     const std::string cases[] = {
-        repeat("SELECT a FROM t WHERE a = 0", " OR a = #", 100000, ""),
-        repeat("SELECT a FROM t WHERE a IN (0", ",#", 100000, ")"),
-        repeat("SELECT a", " + b#", 100000, " FROM t"),
-        repeat("SELECT c", ", c#", 20000, " FROM t"),
-        repeat("SELECT CASE", " WHEN a = # THEN 1", 30000, " END FROM t"),
-        repeat("SELECT * FROM t", " JOIN t# ON a = b", 20000, ""),
-        repeat("SELECT a FROM t", " UNION SELECT a# FROM t", 5000, ""),
+        Repeat("SELECT a FROM t WHERE a = 0", " OR a = #", 100000, ""),
+        Repeat("SELECT a FROM t WHERE a IN (0", ",#", 100000, ")"),
+        Repeat("SELECT a", " + b#", 100000, " FROM t"),
+        Repeat("SELECT c", ", c#", 20000, " FROM t"),
+        Repeat("SELECT CASE", " WHEN a = # THEN 1", 30000, " END FROM t"),
+        Repeat("SELECT * FROM t", " JOIN t# ON a = b", 20000, ""),
+        Repeat("SELECT a FROM t", " UNION SELECT a# FROM t", 5000, ""),
     };
     cParser* parser = NewParser();
     for (const std::string& sql : cases) EXPECT_EQ(ParseText(parser, sql), S_OK) << sql.substr(0, 40);

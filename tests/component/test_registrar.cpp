@@ -25,13 +25,7 @@ class Registrar : public ::testing::Test {
 protected:
     void SetUp() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str()); }
     void TearDown() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str()); }
-    static void MakeKey(const std::string& path) {
-        HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key,
-                                  nullptr),
-                  ERROR_SUCCESS);
-        RegCloseKey(key);
-    }
+    static void MakeKey(const std::string& path) { RegCloseKey(platformtest::CreateKey(path)); }
 };
 
 const std::string kScript = std::string("HKCR\n{\n  NoRemove ") + kRoot + R"(
@@ -151,7 +145,8 @@ TEST(Satellite, PathIsFormedFromTheModulePathAndTheLanguage) {
         {OLESTR("C:\\") + OleString(MAX_PATH + 1, 'd') + OLESTR("\\x.dll"), OLESTR("de-DE"), ""}, // too long
         {OLESTR("C:\\d\\") + OleString(MAX_PATH + 1, 'n') + OLESTR(".dll"), OLESTR("de-DE"), ""},
     };
-    for (const auto& c : kCases) EXPECT_EQ(Narrow(SatellitePath(c.module, c.language)), c.path);
+    for (const auto& c : kCases)
+        EXPECT_EQ(Narrow(SatellitePath(c.module, c.language).c_str()), c.path);
     // No satellite exists for a module in a directory that does not exist.
     EXPECT_EQ(LoadSatelliteLibrary(OLESTR("C:\\no such dir\\x.dll"), {OLESTR("de-DE"), OLESTR("en-US")}), nullptr);
     // The preferred languages are asked once, and are names.

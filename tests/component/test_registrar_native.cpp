@@ -12,6 +12,7 @@
 
 namespace {
 
+using platformtest::SetString;
 using registry_reader::Dump;
 using registry_reader::Value;
 using registry_reader::Wide;
@@ -31,23 +32,6 @@ const std::string kScript = std::string("HKCR { NoRemove ") + kRoot + R"( {
 } }
 )";
 
-HKEY MakeKey(const std::string& path) {
-    HKEY key = nullptr;
-    EXPECT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, Wide(path).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                              nullptr),
-              ERROR_SUCCESS);
-    return key;
-}
-
-void SetValue(const std::string& path, const char* name, const std::string& text) {
-    HKEY key = MakeKey(path);
-    const auto wide = Wide(text);
-    EXPECT_EQ(RegSetValueExW(key, name ? Wide(name).c_str() : nullptr, 0, REG_SZ,
-                             reinterpret_cast<const BYTE*>(wide.c_str()), static_cast<DWORD>((wide.size() + 1) * 2)),
-              ERROR_SUCCESS);
-    RegCloseKey(key);
-}
-
 class Rollback : public ::testing::Test {
 protected:
     void SetUp() override { RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot).c_str()); }
@@ -62,11 +46,11 @@ TEST_F(Rollback, AFailedWriteRestoresWhatAnEarlierRegistrationLeft) {
     // ForceRemove deletes first), a value of the NoRemove key that the script overwrites and
     // one it does not know, a neighbouring class. The NoRemove key Fresh is new.
     const std::string root = kRoot, cls = root + "\\CLSID\\{00000000-1111-2222-3333-444444444444}";
-    SetValue(root + "\\App.Thing", nullptr, "Old Class");
-    SetValue(cls + "\\Stale\\Deeper", "Left", "over");
-    SetValue(root + "\\CLSID", "Marker", "theirs");
-    SetValue(root + "\\CLSID", "Other", "kept");
-    SetValue(root + "\\CLSID\\{99999999-1111-2222-3333-444444444444}", nullptr, "Neighbour");
+    SetString(root + "\\App.Thing", nullptr, "Old Class");
+    SetString(cls + "\\Stale\\Deeper", "Left", "over");
+    SetString(root + "\\CLSID", "Marker", "theirs");
+    SetString(root + "\\CLSID", "Other", "kept");
+    SetString(root + "\\CLSID\\{99999999-1111-2222-3333-444444444444}", nullptr, "Neighbour");
     // Six keys and eight values are written, one tree deleted: each of the 15 writes fails
     // with its code and leaves the tree as it was.
     const auto failures = FailEachWrite(

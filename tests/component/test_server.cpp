@@ -131,14 +131,8 @@ TEST_F(Server, ARegistrationThatFailsPartWayLeavesTheRegistryAsItWas) {
     // registering for the user fails after Tarvolin.Parser.1 and the new default value of
     // Tarvolin.Parser are written, at the key Tarvolin.Parser\CLSID.
     const std::string progId = UserClasses("Tarvolin.Parser");
-    HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, Wide(progId).c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS,
-                              nullptr, &key, nullptr),
-              ERROR_SUCCESS);
-    const OleText older = OLESTR("Older Parser");
-    ASSERT_EQ(RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(older.c_str()),
-                             static_cast<DWORD>((older.size() + 1) * sizeof(OLECHAR))),
-              ERROR_SUCCESS);
+    HKEY key = platformtest::CreateKey(progId, HKEY_CURRENT_USER, nullptr, REG_OPTION_VOLATILE);
+    ASSERT_EQ(platformtest::SetString(key, nullptr, OLESTR("Older Parser")), ERROR_SUCCESS);
     RegCloseKey(key);
 
     EXPECT_EQ(m_Install(TRUE, OLESTR("user")), HRESULT_FROM_WIN32(ERROR_CHILD_MUST_BE_VOLATILE));

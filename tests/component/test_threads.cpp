@@ -17,6 +17,7 @@
 
 #include "component/classfactory.h"
 #include "objectmodel/module.h"
+#include "tests/platform/helpers.h"
 #include "tools/printer.h"
 #include "tools/walker.h"
 
@@ -63,25 +64,11 @@ IParser* NewParser() {
 // What a host sees of one statement: the printed object model, or the failure code and
 // the error description of the calling thread's error information.
 std::string Result(IParser* parser, const std::string& statement) {
-    std::basic_string<OLECHAR> wide;
-    for (unsigned char c : statement)
-        wide.push_back(c);
-    BSTR text = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
-    const HRESULT hr = parser->ParseSQL(text);
-    SysFreeString(text);
+    const HRESULT hr = platformtest::ParseText(parser, statement);
     if (hr == S_OK) return PrintStatement(parser, false);
     char code[32];
     std::snprintf(code, sizeof code, "0x%08lX ", static_cast<unsigned long>(hr));
-    std::string result = code;
-    IErrorInfo* info = nullptr;
-    if (GetErrorInfo(0, &info) == S_OK && info) {
-        BSTR description = nullptr;
-        info->GetDescription(&description);
-        result.append(description, description + SysStringLen(description));
-        SysFreeString(description);
-        info->Release();
-    }
-    return result;
+    return code + platformtest::TakeError();
 }
 
 // The results of the whole corpus with one parser, starting at statement first and going

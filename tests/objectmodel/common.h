@@ -9,6 +9,7 @@
 #include "objectmodel/items.h"
 #include "objectmodel/module.h"
 #include "objectmodel/statements.h"
+#include "tests/platform/helpers.h"
 
 class ObjectTest : public ::testing::Test {
 protected:
@@ -26,23 +27,16 @@ template <class T> struct Held {
     T* operator->() const { return p; }
 };
 
-inline std::string Narrow(BSTR text) {
-    std::string s;
-    for (UINT i = 0; i < SysStringLen(text); ++i) s += static_cast<char>(text[i] < 256 ? text[i] : '?');
-    return s;
-}
+using platformtest::FromBstr;
+using platformtest::Narrow;
+// The reference count of an object, read by an AddRef/Release pair.
+inline constexpr auto& RefCount = platformtest::Refs;
 
 // AsString of an item as narrow text.
 template <class T> std::string Text(T* item) {
     BSTR text = nullptr;
     EXPECT_EQ(item->get_AsString(&text), S_OK);
-    std::string s = Narrow(text);
+    std::string s = FromBstr(text);
     SysFreeString(text);
     return s;
-}
-
-// The reference count of an object, read by an AddRef/Release pair.
-inline ULONG RefCount(IUnknown* object) {
-    object->AddRef();
-    return object->Release();
 }

@@ -4,22 +4,11 @@
 // default member included); natively the library registers but has no type information,
 // so every dispatch call fails with TYPE_E_CANTLOADLIBRARY while the vtable calls work.
 #include "common.h"
+#include "tests/platform/helpers.h"
 
 #include <string>
 
 namespace {
-
-std::basic_string<OLECHAR> LibraryPath() {
-    // The build passes the library's file name; under Wine, whose programs have Windows
-    // paths, the Unix file system is drive Z:.
-    OLECHAR self[MAX_PATH] = {};
-    const bool windowsPaths = GetModuleFileNameW(nullptr, self, MAX_PATH) && self[0] != '/';
-    std::string path = TARVOLIN_TLB_PATH;
-    std::basic_string<OLECHAR> wide;
-    if (windowsPaths && !path.empty() && path[0] == '/') wide = OLESTR("Z:");
-    for (char c : path) wide += static_cast<OLECHAR>(windowsPaths && c == '/' ? '\\' : c);
-    return wide;
-}
 
 class Dispatch : public ObjectTest {
 protected:
@@ -30,9 +19,11 @@ protected:
         m_WasRegistered = SUCCEEDED(QueryPathOfRegTypeLib(LIBID_TARVOLINLib, 1, 0, 0, &registeredPath));
         SysFreeString(registeredPath);
         ITypeLib* library = nullptr;
-        m_hrLoad = m_WasRegistered ? E_FAIL : LoadTypeLib(LibraryPath().c_str(), &library);
+        m_hrLoad = m_WasRegistered
+                       ? E_FAIL
+                       : LoadTypeLib(platformtest::PlatformPath(TARVOLIN_TLB_PATH).c_str(), &library);
         if (SUCCEEDED(m_hrLoad)) {
-            std::basic_string<OLECHAR> path = LibraryPath();
+            std::basic_string<OLECHAR> path = platformtest::PlatformPath(TARVOLIN_TLB_PATH);
             m_hrLoad = RegisterTypeLib(library, const_cast<LPOLESTR>(path.c_str()), nullptr);
             library->Release();
         }

@@ -1,4 +1,4 @@
-// Shared helper of the parser tests.
+// Shared helpers of the parser tests.
 #pragma once
 
 #include <sstream>
@@ -13,4 +13,12 @@ inline int ParseInto(CParseTree& tree, const std::string& text) {
     const int result = tree.ParseNarrow(text.data(), text.size());
     tree.SetEchoStream(nullptr);
     return result;
+}
+
+// head, then piece n times with "#" replaced by the count, then tail.
+inline std::string Repeat(std::string s, const std::string& piece, int n, const char* tail) {
+    const size_t at = piece.find('#');
+    for (int i = 0; i < n; ++i)
+        s += piece.substr(0, at) + std::to_string(i) + piece.substr(at + 1);
+    return s + tail;
 }

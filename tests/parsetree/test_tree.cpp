@@ -90,14 +90,6 @@ TEST(Arena, BlocksBeyondTheKeptTotalAreGivenBack) {
     }
 }
 
-
-// head, then piece n times with "#" replaced by the count, then tail.
-std::string Repeat(std::string s, const std::string& piece, int n, const char* tail) {
-    const size_t at = piece.find('#');
-    for (int i = 0; i < n; ++i) s += piece.substr(0, at) + std::to_string(i) + piece.substr(at + 1);
-    return s + tail;
-}
-
 // The length of the chain from node through link while nodes are of the given kinds.
 size_t Chain(const CSQLNode* node, CSQLNode* CSQLNode::*link, std::initializer_list<int> kinds) {
     size_t n = 0;

@@ -11,6 +11,7 @@ namespace {
 using platformtest::Narrow;
 using platformtest::NewObject;
 using platformtest::Refs;
+using platformtest::TakeError;
 
 TEST(Variant, LayoutPlainValuesAndReferences) {
     VARIANT source, copy;
@@ -123,18 +124,6 @@ IErrorInfo* NewErrorInfo(const OLECHAR* description, ICreateErrorInfo** create =
     return info;
 }
 
-// Takes the thread's error object and returns its description; "" when there is none.
-std::string Take() {
-    IErrorInfo* info = nullptr;
-    BSTR text = reinterpret_cast<BSTR>(1); // overwritten, not freed
-    if (GetErrorInfo(0, &info) != S_OK) return "";
-    EXPECT_EQ(info->GetDescription(&text), S_OK);
-    info->Release();
-    const std::string s = Narrow(text, SysStringLen(text));
-    SysFreeString(text);
-    return s;
-}
-
 TEST(ErrorInfo, OneObjectAnswersBothInterfaces) {
     ICreateErrorInfo* create = nullptr;
     IErrorInfo* info = NewErrorInfo(nullptr, &create);
@@ -188,14 +177,14 @@ TEST(ErrorInfo, SlotHoldsOneReferenceAndGetTransfersIt) {
     publish(OLESTR("main"));
     std::string seenByOther = "not run", otherOwn;
     std::thread other([&] {
-        seenByOther = Take();
+        seenByOther = TakeError();
         publish(OLESTR("other"));
-        otherOwn = Take();
+        otherOwn = TakeError();
     });
     other.join();
-    EXPECT_EQ(seenByOther + "/" + otherOwn, "/other");
-    EXPECT_EQ(Take(), "main");
-    EXPECT_EQ(Take(), ""); // taken once
+    EXPECT_EQ(seenByOther + "/" + otherOwn, "<none>/other");
+    EXPECT_EQ(TakeError(), "main");
+    EXPECT_EQ(TakeError(), "<none>"); // taken once
 }
 
 } // namespace

@@ -91,9 +91,8 @@ TEST(NativeModules, ResourcesGoWithTheirModuleAndWindowsImagesDoNotLoad) {
 }
 
 TEST(UserTypeLibraries, GoBelowTheUsersClassesAndAreFoundBeforeTheMachines) {
-    // {5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68} version 3.12, lcid 0x407: platformtest.idl.
-    const GUID libid = {0x5C2E8F41, 0x7A93, 0x4B6D, {0x8E, 0x15, 0x3F, 0x9A, 0x0C, 0x7D, 0x2B, 0x68}};
-    const std::u16string key = u"TypeLib\\{5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}";
+    const GUID& libid = platformtest::kTestLibrary;
+    const std::u16string key = platformtest::Wide(platformtest::kTestLibraryKey);
     const std::u16string file = PlatformPath(TEST_PLATFORM_TLB_PATH), elsewhere = file + u".machine";
     ITypeLib* library = nullptr;
     ASSERT_EQ(LoadTypeLibEx(file.c_str(), REGKIND_NONE, &library), S_OK);

@@ -10,26 +10,16 @@
 
 namespace {
 
+using platformtest::CreateKey;
 using platformtest::KeyExists;
 using platformtest::Narrow;
 using platformtest::PlatformPath;
+using platformtest::SetString;
 using platformtest::Text;
 using platformtest::Value;
 using platformtest::Wide;
 
 const std::string kRoot = "TarvolinPlatformTest"; // everything these tests write; the fixture removes it
-
-HKEY Create(const std::string& path, DWORD* disposition = nullptr, HKEY parent = HKEY_CLASSES_ROOT) {
-    HKEY key = nullptr;
-    EXPECT_EQ(RegCreateKeyExW(parent, Wide(path).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, disposition),
-              ERROR_SUCCESS);
-    return key;
-}
-
-LONG Set(HKEY key, const OLECHAR* name, const Text& value) {
-    const DWORD bytes = static_cast<DWORD>(value.size() + 1) * sizeof(OLECHAR);
-    return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), bytes);
-}
 
 // A string value and its size in bytes; "(missing)" when it cannot be read.
 std::string Get(HKEY key, const OLECHAR* name, DWORD* bytes = nullptr) {
@@ -53,20 +43,20 @@ protected:
 
 TEST_F(Registry, KeysAreCreatedWithTheirAncestorsAndValuesReadBackAsWritten) {
     DWORD disposition = 0, size = 0;
-    RegCloseKey(Create(kRoot + "\\a\\b\\c", &disposition));
+    RegCloseKey(CreateKey(kRoot + "\\a\\b\\c", HKEY_CLASSES_ROOT, &disposition));
     EXPECT_EQ(disposition, static_cast<DWORD>(REG_CREATED_NEW_KEY));
     EXPECT_TRUE(KeyExists(kRoot + "\\a\\b"));
     // Relative to an open key, and names compare without regard to case.
-    HKEY a = Create(kRoot + "\\A", &disposition);
+    HKEY a = CreateKey(kRoot + "\\A", HKEY_CLASSES_ROOT, &disposition);
     EXPECT_EQ(disposition, static_cast<DWORD>(REG_OPENED_EXISTING_KEY));
-    RegCloseKey(Create("B\\d", &disposition, a));
+    RegCloseKey(CreateKey("B\\d", a, &disposition));
     EXPECT_EQ(disposition, static_cast<DWORD>(REG_CREATED_NEW_KEY));
     EXPECT_TRUE(KeyExists(kRoot + "\\a\\b\\D"));
     EXPECT_FALSE(KeyExists(kRoot + "\\a\\x"));
 
-    ASSERT_EQ(Set(a, nullptr, OLESTR("C:\\dir\\tarvolin.dll")), ERROR_SUCCESS);
-    ASSERT_EQ(Set(a, OLESTR("ThreadingModel"), OLESTR("Apartment")), ERROR_SUCCESS);
-    ASSERT_EQ(Set(a, OLESTR("ThreadingModel"), OLESTR("Both")), ERROR_SUCCESS); // replaces
+    ASSERT_EQ(SetString(a, nullptr, OLESTR("C:\\dir\\tarvolin.dll")), ERROR_SUCCESS);
+    ASSERT_EQ(SetString(a, OLESTR("ThreadingModel"), OLESTR("Apartment")), ERROR_SUCCESS);
+    ASSERT_EQ(SetString(a, OLESTR("ThreadingModel"), OLESTR("Both")), ERROR_SUCCESS); // replaces
     EXPECT_EQ(Get(a, OLESTR("")), "C:\\dir\\tarvolin.dll"); // "" also names the default value
     EXPECT_EQ(Get(a, OLESTR("threadingmodel"), &size), "Both");
     EXPECT_EQ(size, 5 * sizeof(OLECHAR));
@@ -82,29 +72,29 @@ TEST_F(Registry, KeysAreCreatedWithTheirAncestorsAndValuesReadBackAsWritten) {
 }
 
 TEST_F(Registry, DeletingKeysAndTrees) {
-    HKEY inproc = Create(kRoot + "\\CLSID\\{X}\\InprocServer32");
-    ASSERT_EQ(Set(inproc, nullptr, OLESTR("module")), ERROR_SUCCESS);
-    RegCloseKey(Create(kRoot + "\\CLSID\\{Y}"));
+    HKEY inproc = CreateKey(kRoot + "\\CLSID\\{X}\\InprocServer32");
+    ASSERT_EQ(SetString(inproc, nullptr, OLESTR("module")), ERROR_SUCCESS);
+    RegCloseKey(CreateKey(kRoot + "\\CLSID\\{Y}"));
     // RegDeleteKeyW takes only a key without subkeys.
     const Text x = Wide(kRoot + "\\CLSID\\{X}"), y = Wide(kRoot + "\\CLSID\\{Y}");
     EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, x.c_str()), ERROR_ACCESS_DENIED);
     EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, y.c_str()), ERROR_SUCCESS);
     EXPECT_EQ(RegDeleteKeyW(HKEY_CLASSES_ROOT, y.c_str()), ERROR_FILE_NOT_FOUND);
-    RegCloseKey(Create(kRoot + "\\CLSID\\{Y}"));
+    RegCloseKey(CreateKey(kRoot + "\\CLSID\\{Y}"));
     // RegDeleteTreeW takes everything below, whatever the case of the name; the handle of
     // a deleted key fails and writes nothing back.
     EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kRoot + "\\CLSID\\{x}").c_str()), ERROR_SUCCESS);
     EXPECT_FALSE(KeyExists(kRoot + "\\CLSID\\{X}"));
     EXPECT_TRUE(KeyExists(kRoot + "\\CLSID\\{Y}")); // a sibling stays
     EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, x.c_str()), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(Set(inproc, nullptr, OLESTR("after")), ERROR_KEY_DELETED);
+    EXPECT_EQ(SetString(inproc, nullptr, OLESTR("after")), ERROR_KEY_DELETED);
     DWORD size = 0;
     EXPECT_EQ(RegQueryValueExW(inproc, nullptr, nullptr, nullptr, nullptr, &size), ERROR_KEY_DELETED);
     EXPECT_EQ(RegCloseKey(inproc), ERROR_SUCCESS);
     EXPECT_FALSE(KeyExists(kRoot + "\\CLSID\\{X}\\InprocServer32"));
     // Without a subkey, the key stays but loses its subkeys and values.
-    HKEY root = Create(kRoot);
-    Set(root, nullptr, OLESTR("value"));
+    HKEY root = CreateKey(kRoot);
+    SetString(root, nullptr, OLESTR("value"));
     EXPECT_EQ(RegDeleteTreeW(root, nullptr), ERROR_SUCCESS);
     EXPECT_EQ(Get(root, nullptr), "(missing)");
     RegCloseKey(root);
@@ -113,9 +103,9 @@ TEST_F(Registry, DeletingKeysAndTrees) {
 }
 
 TEST_F(Registry, ValuesAreListedAndDeleted) {
-    HKEY key = Create(kRoot + "\\Values");
-    ASSERT_EQ(Set(key, nullptr, OLESTR("default")), ERROR_SUCCESS);
-    ASSERT_EQ(Set(key, OLESTR("ThreadingModel"), OLESTR("Both")), ERROR_SUCCESS);
+    HKEY key = CreateKey(kRoot + "\\Values");
+    ASSERT_EQ(SetString(key, nullptr, OLESTR("default")), ERROR_SUCCESS);
+    ASSERT_EQ(SetString(key, OLESTR("ThreadingModel"), OLESTR("Both")), ERROR_SUCCESS);
     // Every value once, named in the case it was written with, with its type and bytes.
     std::string listed;
     for (DWORD i = 0;; ++i) {
@@ -138,9 +128,8 @@ TEST_F(Registry, ValuesAreListedAndDeleted) {
     RegCloseKey(key);
 }
 
-// {5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}, version 3.12, lcid 0x407, hidden: platformtest.idl.
-const GUID kTestLibrary = {0x5C2E8F41, 0x7A93, 0x4B6D, {0x8E, 0x15, 0x3F, 0x9A, 0x0C, 0x7D, 0x2B, 0x68}};
-const std::string kKey = "TypeLib\\{5C2E8F41-7A93-4B6D-8E15-3F9A0C7D2B68}";
+using platformtest::kTestLibrary;
+const std::string& kKey = platformtest::kTestLibraryKey;
 // The platform that the build's type libraries describe, its registry key, and the other one.
 const bool k64 = sizeof(void*) == 8;
 const SYSKIND kPlatform = k64 ? SYS_WIN64 : SYS_WIN32, kOtherPlatform = k64 ? SYS_WIN32 : SYS_WIN64;

@@ -10,6 +10,7 @@
 #include "component/classfactory.h"
 #include "objectmodel/collections.h"
 #include "objectmodel/module.h"
+#include "tests/platform/helpers.h"
 #include "tools/printer.h"
 #include "tools/walker.h"
 
@@ -48,12 +49,7 @@ class ToolsTest : public ::testing::Test {
             if (object) object->Release();
         EXPECT_EQ(CModule::LiveObjects(), 0) << "objects leaked by this test";
     }
-    void Parse(const std::string& sql) {
-        const std::basic_string<OLECHAR> wide(sql.begin(), sql.end());
-        BSTR text = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
-        ASSERT_EQ(m_pParser->ParseSQL(text), S_OK) << sql;
-        SysFreeString(text);
-    }
+    void Parse(const std::string& sql) { ASSERT_EQ(platformtest::ParseText(m_pParser, sql), S_OK) << sql; }
     IParser* m_pParser = nullptr;
     ISelectStmt* m_select = nullptr;
     IGenericStack* m_where = nullptr;

@@ -28,20 +28,6 @@ trap 'rm -rf "$wine_tmp"; wineserver -k 2>/dev/null' EXIT
 readonly UNINSTALL_KEY='HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Uninstall\Tarvolin'
 readonly USER_UNINSTALL_KEY='HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Uninstall\Tarvolin'
 
-# reg_value KEY NAME: the data of a value ("<none>" when the key or value is missing), in
-# the registry view of the architecture chosen with use_arch.
-reg_value() {
-    local how=(/v "$2")
-    [ "$2" != '(Default)' ] || how=(/ve)
-    if run_tool "$wine_tmp/reg" reg query "$1" "${how[@]}"; then
-        awk -v n="$2" 'index($0, "    " n "    ") == 1 { sub(/^ +[^ ]+ +REG_[A-Z_]+ +/, ""); print; exit }' "$wine_tmp/reg"
-    else
-        echo "<none>"
-    fi
-}
-present() { if run_tool "$wine_tmp/reg" reg query "$2"; then echo "ok   $1: present"; else expect "$1" absent present; fi; }
-absent() { if run_tool "$wine_tmp/reg" reg query "$2"; then expect "$1" present gone; else echo "ok   $1: gone"; fi; }
-
 # install_and_remove MODE CLASSES_ROOT UNINSTALL_KEY RUN_EXAMPLE
 install_and_remove() {
     local mode=$1 classes=$2 uninstall=$3 run_example=$4 rc=0
@@ -59,7 +45,7 @@ install_and_remove() {
         [ -f "$dir/$f" ] && echo "ok   installed $f" || expect "installed $f" missing present
     done
     local server
-    server="$(reg_value "$classes\\CLSID\\$PARSER_CLSID\\InprocServer32" '(Default)')"
+    server="$(reg_value "$classes\\CLSID\\$PARSER_CLSID\\InprocServer32")"
     # Wine 8 keeps a single view of the user's classes, where the x86 registration, made
     # second, replaces the x64 one (Windows keeps a view for each).
     if [ "$mode" = CURRENTUSER ] && [ -f "$dir/x86/tarvolin.dll" ] && [ "$server" = "$dir_win\\x86\\tarvolin.dll" ]; then
@@ -67,18 +53,18 @@ install_and_remove() {
     else
         expect "registered server" "$server" "$dir_win\\tarvolin.dll"
     fi
-    present "ProgID Tarvolin.Parser" "$classes\\Tarvolin.Parser"
+    expect_key "ProgID Tarvolin.Parser" "$classes\\Tarvolin.Parser" present
     if [ "$mode" = CURRENTUSER ]; then
         # Wine 8's RegisterTypeLibForUser registers for the machine.
-        present "type library (the machine's, under Wine)" "HKEY_LOCAL_MACHINE\\Software\\Classes\\TypeLib\\$PARSER_LIBID"
+        expect_key "type library (the machine's, under Wine)" "HKEY_LOCAL_MACHINE\\Software\\Classes\\TypeLib\\$PARSER_LIBID" present
     else
-        present "type library" "$classes\\TypeLib\\$PARSER_LIBID"
+        expect_key "type library" "$classes\\TypeLib\\$PARSER_LIBID" present
     fi
     expect "DisplayVersion" "$(reg_value "$uninstall" DisplayVersion)" "1.0.0"
     if [ "$run_example" = yes ]; then run_client "$dir/examples/scripts/walk.js"; fi
     if [ -f "$dir/x86/tarvolin.dll" ]; then
         use_arch x86
-        expect "x86 registered server" "$(reg_value "$classes\\CLSID\\$PARSER_CLSID\\InprocServer32" '(Default)')" \
+        expect "x86 registered server" "$(reg_value "$classes\\CLSID\\$PARSER_CLSID\\InprocServer32")" \
             "$dir_win\\x86\\tarvolin.dll"
         if [ "$run_example" = yes ]; then run_client "$dir/examples/scripts/walk.js"; fi
         use_arch x64
@@ -90,13 +76,13 @@ install_and_remove() {
     # The uninstaller finishes from a copy of itself that outlives the command.
     for _ in $(seq 60); do [ -e "$dir" ] || break; sleep 1; done
     expect "exit code of uninstall /S" "$rc" 0
-    absent "class key" "$classes\\CLSID\\$PARSER_CLSID"
-    absent "ProgID" "$classes\\Tarvolin.Parser"
-    absent "type library key" "$classes\\TypeLib\\$PARSER_LIBID"
-    absent "the machine's type library key" "HKEY_LOCAL_MACHINE\\Software\\Classes\\TypeLib\\$PARSER_LIBID"
-    absent "uninstall entry" "$uninstall"
+    expect_key "class key" "$classes\\CLSID\\$PARSER_CLSID" gone
+    expect_key "ProgID" "$classes\\Tarvolin.Parser" gone
+    expect_key "type library key" "$classes\\TypeLib\\$PARSER_LIBID" gone
+    expect_key "the machine's type library key" "HKEY_LOCAL_MACHINE\\Software\\Classes\\TypeLib\\$PARSER_LIBID" gone
+    expect_key "uninstall entry" "$uninstall" gone
     use_arch x86
-    absent "x86 class key" "$classes\\CLSID\\$PARSER_CLSID"
+    expect_key "x86 class key" "$classes\\CLSID\\$PARSER_CLSID" gone
     use_arch x64
     [ ! -e "$dir" ] && echo "ok   $dir removed" || expect "$dir after uninstall" "$(ls "$dir" | tr '\n' ' ')" "removed"
 }

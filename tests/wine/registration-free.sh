@@ -16,25 +16,18 @@ fi
 export WINEPREFIX="$TARVOLIN_FRESH_WINEPREFIX"
 . "$(dirname "$0")/wine-env.sh"
 
-if [ $# -ne 4 ]; then
-    echo "usage: registration-free.sh HOST_EXE HOST_MANIFEST DLL COMPONENT_MANIFEST" >&2
-    exit 2
-fi
-host=$1 host_manifest=$2 dll=$3 component_manifest=$4
-for file in "$host" "$host_manifest" "$dll" "$component_manifest"; do
-    [ -f "$file" ] || { echo "FAIL: no file <$file>"; exit 1; }
-done
+host=${1:-} host_manifest=${2:-} dll=${3:-} component_manifest=${4:-}
+need_files "registration-free.sh HOST_EXE HOST_MANIFEST DLL COMPONENT_MANIFEST" \
+    "$host" "$host_manifest" "$dll" "$component_manifest"
 
 # nothing_registered WHEN: neither the machine's nor the user's classes know the component.
 nothing_registered() {
-    local key rc
+    local key
     for key in "HKEY_CLASSES_ROOT\\CLSID\\$PARSER_CLSID" "HKEY_CLASSES_ROOT\\Tarvolin.Parser" \
                "HKEY_CLASSES_ROOT\\TypeLib\\$PARSER_LIBID" \
                "HKEY_CURRENT_USER\\Software\\Classes\\CLSID\\$PARSER_CLSID" \
                "HKEY_CURRENT_USER\\Software\\Classes\\TypeLib\\$PARSER_LIBID"; do
-        rc=0
-        run_tool "$wine_tmp/query" reg query "$key" || rc=$?
-        if [ "$rc" -ne 0 ]; then echo "ok   $1: $key is not there"; else expect "$1: $key" "present" "not there"; fi
+        expect_key "$1: $key" "$key" gone
     done
 }
 

@@ -9,10 +9,7 @@
 . "$(dirname "$0")/wine-env.sh"
 
 script=${1:-}
-if [ -z "$script" ] || [ ! -f "$script" ]; then
-    echo "usage: satellite.sh WALK.VBS" >&2
-    exit 2
-fi
+need_files "satellite.sh WALK.VBS" "$script"
 run_client --locale de_DE.UTF-8 "$script" "Syntaxfehler"
 run_client --locale C.UTF-8 "$script" "Parse error"
 run_client --locale fr_FR.UTF-8 "$script" "Parse error"

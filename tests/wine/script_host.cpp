@@ -2,16 +2,19 @@
 // does, and then checks what cscript cannot: that the component has no live object left
 // once the engine is closed (DllCanUnloadNow of the loaded tarvolin.dll answers S_OK).
 //
-//   script_host SCRIPT.js|SCRIPT.vbs
+//   script_host [--engine-keeps-objects] SCRIPT.js|SCRIPT.vbs
 //
-// The script sees one named item, WScript, with the three members the test scripts use:
-// Echo(text) prints a line, Quit(code) sets the exit code and CreateObject(progid) creates
-// an object. The scripts create their parsers with WScript.CreateObject rather than
-// new ActiveXObject or VBScript's CreateObject: Wine's script engines keep the class
-// factory that those obtain, and an outside reference to the factory keeps the module
-// locked, so DllCanUnloadNow could never answer S_OK. An error the script does not catch
-// fails the run. The last line printed is "script_host: all <n> checks passed" when
-// the script quit with 0, raised nothing and left no object alive.
+// The script sees one named item, WScript, with the members the test scripts use:
+// Echo(text) prints a line, Quit(code) sets the exit code, CreateObject(progid) creates an
+// object and Check(what, actual, expected) counts a check, which passes when both values
+// are of the same kind (text, number, boolean, ...) and read the same as text. The scripts
+// create their parsers with WScript.CreateObject rather than new ActiveXObject or
+// VBScript's CreateObject: Wine's script engines keep the class factory that those obtain,
+// and an outside reference to the factory keeps the module locked, so DllCanUnloadNow could
+// never answer S_OK. Wine's JScript never releases what new Enumerator holds: a script that
+// uses it runs with --engine-keeps-objects, which leaves that check out. An error the script
+// does not catch fails the run. The last line printed is "script_host: all <n> checks
+// passed" when every check passed, the script quit with 0 and raised nothing.
 #include <windows.h>
 
 // The script engines' interface ids are defined here, by the header itself.
@@ -26,32 +29,69 @@
 
 namespace {
 
-constexpr DISPID kEcho = 1, kQuit = 2, kCreateObject = 3;
+constexpr DISPID kEcho = 1, kQuit = 2, kCreateObject = 3, kCheck = 4;
 
-int g_nExitCode = 0;
+int g_nExitCode = 0, g_nChecks = 0, g_nFailures = 0;
 bool g_bScriptError = false;
 
-void PrintWide(const wchar_t* text, UINT length) {
-    const int n =
-        WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), nullptr, 0, nullptr, nullptr);
-    std::string utf8(static_cast<size_t>(n), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), &utf8[0], n, nullptr, nullptr);
-    std::printf("%s\n", utf8.c_str());
+void Check(const std::string& what, bool ok) {
+    ++g_nChecks;
+    if (!ok) ++g_nFailures;
+    std::printf("%s %s\n", ok ? "ok  " : "FAIL", what.c_str());
     std::fflush(stdout);
 }
 
-// The WScript item: a static object whose IDispatch knows Echo and Quit by name.
-class CHostObject : public IDispatch {
+// A script's value as "<kind>:<text>" (kinds: s text, n number, b boolean, e empty, u null,
+// o object), and the text alone; a failed check shows both values in the first form.
+std::wstring KindAndText(VARIANT& value, std::wstring& text) {
+    VARIANT v, t;
+    VariantInit(&v);
+    VariantInit(&t);
+    VariantCopyInd(&v, &value); // VBScript passes its variables by reference
+    const VARTYPE vt = V_VT(&v);
+    const wchar_t kind = vt == VT_BSTR                           ? L's'
+                         : vt == VT_BOOL                         ? L'b'
+                         : vt == VT_EMPTY                        ? L'e'
+                         : vt == VT_NULL                         ? L'u'
+                         : vt == VT_DISPATCH || vt == VT_UNKNOWN ? L'o'
+                                                                 : L'n';
+    text = kind == L'u' ? L"null" : kind == L'o' ? L"<object>" : L"";
+    if (text.empty() && SUCCEEDED(VariantChangeType(&t, &v, 0, VT_BSTR)) && V_BSTR(&t))
+        text.assign(V_BSTR(&t), SysStringLen(V_BSTR(&t)));
+    VariantClear(&t);
+    VariantClear(&v);
+    return std::wstring(1, kind) + L":" + text;
+}
+
+std::string Utf8(const std::wstring& text) {
+    const int length = static_cast<int>(text.size());
+    const int n = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string utf8(static_cast<size_t>(n), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, &utf8[0], n, nullptr, nullptr);
+    return utf8;
+}
+
+void FreeExcepInfo(EXCEPINFO& info) {
+    SysFreeString(info.bstrSource);
+    SysFreeString(info.bstrDescription);
+    SysFreeString(info.bstrHelpFile);
+}
+
+// The IUnknown of a static object that answers for one interface.
+template <class Interface, const IID& Iid> class CStatic : public Interface {
   public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {
         if (!result) return E_POINTER;
-        *result = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IDispatch) return E_NOINTERFACE;
-        *result = static_cast<IDispatch*>(this);
-        return S_OK;
+        *result = iid == IID_IUnknown || iid == Iid ? static_cast<Interface*>(this) : nullptr;
+        return *result ? S_OK : E_NOINTERFACE;
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
+};
+
+// The WScript item: a static object whose IDispatch knows its members by name.
+class CHostObject : public CStatic<IDispatch, IID_IDispatch> {
+  public:
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
         *count = 0;
         return S_OK;
@@ -64,6 +104,7 @@ class CHostObject : public IDispatch {
                      : !lstrcmpiW(names[0], L"Echo")         ? kEcho
                      : !lstrcmpiW(names[0], L"Quit")         ? kQuit
                      : !lstrcmpiW(names[0], L"CreateObject") ? kCreateObject
+                     : !lstrcmpiW(names[0], L"Check")        ? kCheck
                                                              : DISPID_UNKNOWN;
             if (ids[i] == DISPID_UNKNOWN) hr = DISP_E_UNKNOWNNAME;
         }
@@ -75,16 +116,13 @@ class CHostObject : public IDispatch {
         VARIANT arg;
         VariantInit(&arg);
         if (member == kEcho) {
-            std::wstring line;
-            // Arguments come last to first.
-            for (UINT i = params->cArgs; i-- > 0;) {
-                if (FAILED(VariantChangeType(&arg, &params->rgvarg[i], 0, VT_BSTR)))
-                    return DISP_E_TYPEMISMATCH;
-                line.append(V_BSTR(&arg), SysStringLen(V_BSTR(&arg)));
-                if (i) line += L' ';
-                VariantClear(&arg);
+            std::wstring line, text;
+            for (UINT i = params->cArgs; i-- > 0;) { // arguments come last to first
+                KindAndText(params->rgvarg[i], text);
+                line += text + (i ? L" " : L"");
             }
-            PrintWide(line.c_str(), static_cast<UINT>(line.size()));
+            std::printf("%s\n", Utf8(line).c_str());
+            std::fflush(stdout);
             return S_OK;
         }
         if (member == kCreateObject) {
@@ -106,6 +144,17 @@ class CHostObject : public IDispatch {
             V_DISPATCH(result) = object;
             return S_OK;
         }
+        if (member == kCheck) {
+            if (params->cArgs != 3) return DISP_E_BADPARAMCOUNT;
+            std::wstring what, actual, expected;
+            KindAndText(params->rgvarg[2], what);
+            const std::wstring got = KindAndText(params->rgvarg[1], actual);
+            const std::wstring want = KindAndText(params->rgvarg[0], expected);
+            const bool same = got == want;
+            Check(Utf8(what + L": " + (same ? actual : L"got <" + got + L">, expected <" + want + L">")),
+                  same);
+            return S_OK;
+        }
         if (member == kQuit) {
             if (params->cArgs > 0 && SUCCEEDED(VariantChangeType(&arg, &params->rgvarg[0], 0, VT_I4)))
                 g_nExitCode = V_I4(&arg);
@@ -117,17 +166,8 @@ class CHostObject : public IDispatch {
 
 CHostObject g_Host;
 
-class CScriptSite : public IActiveScriptSite {
+class CScriptSite : public CStatic<IActiveScriptSite, IID_IActiveScriptSite> {
   public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {
-        if (!result) return E_POINTER;
-        *result = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IActiveScriptSite) return E_NOINTERFACE;
-        *result = static_cast<IActiveScriptSite*>(this);
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE GetLCID(LCID*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetItemInfo(LPCOLESTR name, DWORD mask, IUnknown** item,
                                           ITypeInfo** info) override {
@@ -150,13 +190,8 @@ class CScriptSite : public IActiveScriptSite {
         error->GetSourcePosition(&context, &line, &column);
         std::printf("FAIL uncaught script error 0x%08lX at line %lu: ",
                     static_cast<unsigned long>(info.scode), line + 1);
-        if (info.bstrDescription)
-            PrintWide(info.bstrDescription, SysStringLen(info.bstrDescription));
-        else
-            std::printf("\n");
-        SysFreeString(info.bstrSource);
-        SysFreeString(info.bstrDescription);
-        SysFreeString(info.bstrHelpFile);
+        std::printf("%s\n", info.bstrDescription ? Utf8(info.bstrDescription).c_str() : "");
+        FreeExcepInfo(info);
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE OnEnterScript() override { return S_OK; }
@@ -186,9 +221,7 @@ bool RunScript(const wchar_t* engine, const std::wstring& code) {
         EXCEPINFO info = {};
         parse->ParseScriptText(code.c_str(), nullptr, nullptr, nullptr, 0, 0, SCRIPTTEXT_ISVISIBLE, nullptr,
                                &info);
-        SysFreeString(info.bstrSource);
-        SysFreeString(info.bstrDescription);
-        SysFreeString(info.bstrHelpFile);
+        FreeExcepInfo(info);
         ran = SUCCEEDED(script->SetScriptState(SCRIPTSTATE_CONNECTED));
     }
     script->Close();
@@ -200,17 +233,14 @@ bool RunScript(const wchar_t* engine, const std::wstring& code) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: script_host SCRIPT.js|SCRIPT.vbs\n");
-        return 2;
-    }
-    const std::string path = argv[1];
+    const bool engineKeepsObjects = argc == 3 && std::string(argv[1]) == "--engine-keeps-objects";
+    const std::string path = argc == 2 || engineKeepsObjects ? argv[argc - 1] : "";
     const wchar_t* engine = EndsWith(path, ".js")    ? L"JScript"
                             : EndsWith(path, ".vbs") ? L"VBScript"
                                                      : nullptr;
     std::ifstream in(path, std::ios::binary);
     if (!engine || !in) {
-        std::fprintf(stderr, "script_host: cannot run %s\n", path.c_str());
+        std::fprintf(stderr, "usage: script_host [--engine-keeps-objects] SCRIPT.js|SCRIPT.vbs\n");
         return 2;
     }
     std::stringstream text;
@@ -219,30 +249,22 @@ int main(int argc, char** argv) {
     const std::wstring code(bytes.begin(), bytes.end()); // the scripts are ASCII
 
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    const bool ran = RunScript(engine, code);
-
-    int checks = 0, failures = 0;
-    auto check = [&](const char* what, bool ok) {
-        ++checks;
-        if (!ok) ++failures;
-        std::printf("%s %s\n", ok ? "ok  " : "FAIL", what);
-    };
-    check("the script engine ran the script", ran);
-    check("the script raised no uncaught error", !g_bScriptError);
-    check("the script quit with exit code 0", g_nExitCode == 0);
+    Check("the script engine ran the script", RunScript(engine, code));
+    Check("the script raised no uncaught error", !g_bScriptError);
+    Check("the script quit with exit code 0", g_nExitCode == 0);
     HMODULE component = GetModuleHandleW(L"tarvolin.dll");
-    check("the script loaded tarvolin.dll", component != nullptr);
-    if (component) {
+    Check("the script loaded tarvolin.dll", component != nullptr);
+    if (component && !engineKeepsObjects) {
         auto canUnloadNow = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
             reinterpret_cast<void*>(GetProcAddress(component, "DllCanUnloadNow")));
-        check("no object of the component is alive (DllCanUnloadNow answers S_OK)",
+        Check("no object of the component is alive (DllCanUnloadNow answers S_OK)",
               canUnloadNow && canUnloadNow() == S_OK);
     }
     CoUninitialize();
-    if (failures) {
-        std::printf("script_host: %d of %d checks failed\n", failures, checks);
+    if (g_nFailures) {
+        std::printf("script_host: %d of %d checks failed\n", g_nFailures, g_nChecks);
         return 1;
     }
-    std::printf("script_host: all %d checks passed\n", checks);
+    std::printf("script_host: all %d checks passed\n", g_nChecks);
     return 0;
 }

@@ -12,49 +12,34 @@
 #   side-by-side.sh X64_DLL X86_DLL WALK.JS
 . "$(dirname "$0")/wine-env.sh"
 
-x64_dll=${1:-}
-x86_dll=${2:-}
-script=${3:-}
-if [ ! -f "$x64_dll" ] || [ ! -f "$x86_dll" ] || [ ! -f "$script" ]; then
-    echo "usage: side-by-side.sh X64_DLL X86_DLL WALK.JS (missing: <$x64_dll> <$x86_dll> <$script>)" >&2
-    exit 2
-fi
-x64_path="$(windows_path "$x64_dll")" || { echo "FAIL: winepath -w $x64_dll"; exit 1; }
-x86_path="$(windows_path "$x86_dll")" || { echo "FAIL: winepath -w $x86_dll"; exit 1; }
+x64_dll=${1:-} x86_dll=${2:-} script=${3:-}
+need_files "side-by-side.sh X64_DLL X86_DLL WALK.JS" "$x64_dll" "$x86_dll" "$script"
+x64_path="$(windows_path "$x64_dll")" || exit 1
+x86_path="$(windows_path "$x86_dll")" || exit 1
 
-readonly SERVER_KEY="HKEY_CLASSES_ROOT\\CLSID\\$PARSER_CLSID\\InprocServer32"
-readonly VERSION_KEY="HKEY_CLASSES_ROOT\\TypeLib\\$PARSER_LIBID\\1.0"
-
-# registration ARCH REGISTER|UNREGISTER: regsvr32 of ARCH for its DLL.
+# registration ARCH [/u]: regsvr32 of ARCH for its DLL.
 registration() {
-    local rc=0 dll_path switch=""
+    local dll_path=$x86_path
     use_arch "$1"
-    if [ "$1" = x64 ]; then dll_path=$x64_path; else dll_path=$x86_path; fi
-    [ "$2" = UNREGISTER ] && switch=/u
-    run_tool "$wine_tmp/regsvr32" regsvr32 /s $switch "$dll_path" || rc=$?
-    expect "$1 regsvr32 /s ${switch:+$switch }$dll_path" "$rc" 0
+    [ "$1" = x86 ] || dll_path=$x64_path
+    expect_rc "$1 regsvr32 /s ${2:+$2 }$dll_path" 0 regsvr32 /s ${2:-} "$dll_path"
 }
 
 # registered ARCH PATH: what the registry view of ARCH holds for the class and the type
 # library, PATH for both, or "<none>".
 registered() {
     use_arch "$1"
-    local server=none typelib=none
-    run_tool "$wine_tmp/server" reg query "$SERVER_KEY" /ve && server=$(sed -n 's/^ *(Default) *REG_SZ *//p' "$wine_tmp/server")
-    run_tool "$wine_tmp/typelib" reg query "$VERSION_KEY\\0\\$TYPELIB_PLATFORM" /ve &&
-        typelib=$(sed -n 's/^ *(Default) *REG_SZ *//p' "$wine_tmp/typelib")
-    expect "$1 view: InprocServer32" "$server" "$2"
-    expect "$1 view: TypeLib 1.0\\0\\$TYPELIB_PLATFORM" "$typelib" "$2"
+    expect "$1 view: InprocServer32" "$(reg_value "HKEY_CLASSES_ROOT\\CLSID\\$PARSER_CLSID\\InprocServer32")" "$2"
+    expect "$1 view: TypeLib 1.0\\0\\$TYPELIB_PLATFORM" \
+        "$(reg_value "HKEY_CLASSES_ROOT\\TypeLib\\$PARSER_LIBID\\1.0\\0\\$TYPELIB_PLATFORM")" "$2"
 }
 
 # drop_progids ARCH: removes the ProgIDs from the registry view of ARCH.
 drop_progids() {
     use_arch "$1"
-    local progid rc
+    local progid
     for progid in Tarvolin.Parser Tarvolin.Parser.1; do
-        rc=0
-        run_tool "$wine_tmp/delete" reg delete "HKEY_CLASSES_ROOT\\$progid" /f || rc=$?
-        expect "$1 view: reg delete $progid" "$rc" 0
+        expect_rc "$1 view: reg delete $progid" 0 reg delete "HKEY_CLASSES_ROOT\\$progid" /f
     done
 }
 
@@ -78,35 +63,33 @@ creation_fails() {
     fi
 }
 
-registration x64 REGISTER
-registration x86 REGISTER
+registration x64
+registration x86
 registered x64 "$x64_path"
 registered x86 "$x86_path"
 walks x64
 walks x86
 
 drop_progids x64
-registration x86 UNREGISTER
-registered x86 none
+registration x86 /u
+registered x86 "<none>"
 creation_fails x86
 registered x64 "$x64_path"
 walks x64
 
-registration x86 REGISTER
+registration x86
 drop_progids x86
-registration x64 UNREGISTER
-registered x64 none
+registration x64 /u
+registered x64 "<none>"
 creation_fails x64
 registered x86 "$x86_path"
 walks x86
 
-registration x86 UNREGISTER
-registered x86 none
+registration x86 /u
+registered x86 "<none>"
 # Nothing is left behind in either view.
 for view in x64 x86; do
     use_arch $view
-    rc=0
-    run_tool "$wine_tmp/progid" reg query "HKEY_CLASSES_ROOT\\Tarvolin.Parser" || rc=$?
-    if [ "$rc" -ne 0 ]; then echo "ok   $view view: Tarvolin.Parser gone"; else expect "$view view: Tarvolin.Parser" present gone; fi
+    expect_key "$view view: Tarvolin.Parser" "HKEY_CLASSES_ROOT\\Tarvolin.Parser" gone
 done
 finish

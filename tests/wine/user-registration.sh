@@ -11,57 +11,33 @@
 . "$(dirname "$0")/wine-env.sh"
 
 dll=${1:-}
-if [ -z "$dll" ] || [ ! -f "$dll" ]; then
-    echo "usage: user-registration.sh DLL (no file: <$dll>)" >&2
-    exit 2
-fi
-dll_path="$(windows_path "$dll")" || { echo "FAIL: winepath -w $dll"; exit 1; }
+need_files "user-registration.sh DLL" "$dll"
+dll_path="$(windows_path "$dll")" || exit 1
 
 readonly USER_CLASSES="HKEY_CURRENT_USER\\Software\\Classes"
 readonly CLASS_KEY="CLSID\\$PARSER_CLSID"
 
-# value KEY: the default REG_SZ value of KEY, or "<no value>" when reg cannot read it.
-value() {
-    run_tool "$wine_tmp/value" reg query "$1" /ve || { echo "<no value>"; return; }
-    sed -n 's/^    .*    REG_SZ    //p' "$wine_tmp/value" | head -n 1
-}
-
-# exists KEY: whether reg finds KEY.
-exists() { run_tool "$wine_tmp/exists" reg query "$1"; }
-
-# regsvr32_rc ARGUMENTS...: regsvr32's exit code.
-regsvr32_rc() {
-    local rc=0
-    run_tool "$wine_tmp/regsvr32" regsvr32 /s "$@" || rc=$?
-    echo "$rc"
-}
-
-if exists "HKEY_CLASSES_ROOT\\$CLASS_KEY"; then
+if run_tool "$wine_tmp/exists" reg query "HKEY_CLASSES_ROOT\\$CLASS_KEY"; then
     echo "FAIL: the machine has a registration of the component; this test expects none"
     exit 1
 fi
 
 # Refused command lines write nothing; removing what was never registered is no error.
 for bad in bogus "user machine" users; do
-    rc="$(regsvr32_rc /n "/i:$bad" "$dll_path")"
-    if [ "$rc" -ne 0 ]; then
-        echo "ok   regsvr32 /n /i:$bad fails (exit code $rc)"
-    else
-        expect "regsvr32 /n /i:$bad" "$rc" "not 0"
-    fi
+    expect_rc "regsvr32 /n /i:$bad fails" "not 0" regsvr32 /s /n "/i:$bad" "$dll_path"
 done
-if exists "$USER_CLASSES\\Tarvolin.Parser"; then expect "after refused command lines" "keys written" "nothing"; fi
-expect "regsvr32 /u /n /i:user with nothing registered" "$(regsvr32_rc /u /n /i:user "$dll_path")" 0
+expect_key "after refused command lines: Tarvolin.Parser" "$USER_CLASSES\\Tarvolin.Parser" gone
+expect_rc "regsvr32 /u /n /i:user with nothing registered" 0 regsvr32 /s /u /n /i:user "$dll_path"
 
 # regsvr32 hands "user" to DllInstall: the class is registered below the user's classes
 # (test_server checks each key and value DllInstall writes there) and not for the machine.
-expect "regsvr32 /n /i:user" "$(regsvr32_rc /n /i:user "$dll_path")" 0
-expect "$CLASS_KEY\\InprocServer32" "$(value "$USER_CLASSES\\$CLASS_KEY\\InprocServer32")" "$dll_path"
-if exists "HKEY_CLASSES_ROOT\\$CLASS_KEY"; then expect "the machine's class key" "written" "untouched"; fi
+expect_rc "regsvr32 /n /i:user" 0 regsvr32 /s /n /i:user "$dll_path"
+expect "$CLASS_KEY\\InprocServer32" "$(reg_value "$USER_CLASSES\\$CLASS_KEY\\InprocServer32")" "$dll_path"
+expect_key "the machine's class key" "HKEY_CLASSES_ROOT\\$CLASS_KEY" gone
 
-expect "regsvr32 /u /n /i:user" "$(regsvr32_rc /u /n /i:user "$dll_path")" 0
+expect_rc "regsvr32 /u /n /i:user" 0 regsvr32 /s /u /n /i:user "$dll_path"
 for key in "Tarvolin.Parser" "Tarvolin.Parser.1" "$CLASS_KEY" "TypeLib\\$PARSER_LIBID"; do
-    if exists "$USER_CLASSES\\$key"; then expect "$key" "present" "gone"; else echo "ok   $key: gone"; fi
+    expect_key "$key" "$USER_CLASSES\\$key" gone
 done
-if exists "HKEY_CLASSES_ROOT\\TypeLib\\$PARSER_LIBID"; then expect "the machine's type library key" "present" "gone"; fi
+expect_key "the machine's type library key" "HKEY_CLASSES_ROOT\\TypeLib\\$PARSER_LIBID" gone
 finish

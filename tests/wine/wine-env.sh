@@ -89,8 +89,44 @@ run_tool() {
 
 # windows_path FILE: the path under which Windows programs in the prefix see FILE.
 windows_path() {
-    run_wine "$wine_tmp/winepath" winepath -w "$1" || return 1
+    run_wine "$wine_tmp/winepath" winepath -w "$1" || { echo "FAIL: winepath -w $1" >&2; return 1; }
     head -n 1 "$wine_tmp/winepath"
+}
+
+# need_files USAGE FILE...: exits with the usage when one of the files does not exist.
+need_files() {
+    local usage=$1 file
+    shift
+    for file in "$@"; do
+        [ -n "$file" ] && [ -f "$file" ] || { echo "usage: $usage (no file: <$file>)" >&2; exit 2; }
+    done
+}
+
+# expect_rc WHAT EXPECTED TOOL ARGUMENTS...: runs a system tool (run_tool); its exit code
+# must be EXPECTED, or any but 0 when EXPECTED is "not 0".
+expect_rc() {
+    local what=$1 want=$2 rc=0
+    shift 2
+    run_tool "$wine_tmp/tool" "$@" || rc=$?
+    [ "$want" != "not 0" ] || [ "$rc" -eq 0 ] || rc="not 0"
+    expect "$what" "$rc" "$want"
+}
+
+# reg_value KEY [NAME]: the data of the value NAME of KEY (the default value without NAME),
+# read with reg.exe of the architecture chosen with use_arch; "<none>" when it is missing.
+reg_value() {
+    local how=(/ve)
+    [ -z "${2:-}" ] || how=(/v "$2")
+    run_tool "$wine_tmp/reg" reg query "$1" "${how[@]}" || { echo "<none>"; return; }
+    awk -v n="${2:-(Default)}" 'index($0, "    " n "    ") == 1 { sub(/^    .*    REG_[A-Z_]+( +|$)/, ""); print; exit }' \
+        "$wine_tmp/reg"
+}
+
+# expect_key WHAT KEY present|gone: whether reg.exe finds KEY.
+expect_key() {
+    local state=gone
+    run_tool "$wine_tmp/reg" reg query "$2" && state=present
+    expect "$1" "$state" "$3"
 }
 
 # run_client [--locale LOCALE] PROGRAM [ARGUMENTS...]: runs a JScript or VBScript file
