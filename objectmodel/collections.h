@@ -50,8 +50,7 @@ public:
         if (!item) return E_POINTER;
         if (index < 1) return E_INVALIDARG;
         if (static_cast<size_t>(index) > m_Elements.Size()) return E_FAIL;
-        VariantInit(item);
-        return VariantCopy(item, const_cast<VARIANT*>(&m_Elements.At(static_cast<size_t>(index) - 1)));
+        return m_Elements.CopyTo(static_cast<size_t>(index) - 1, item);
     }
 
     HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** result) override {

@@ -59,10 +59,6 @@ public:
         return S_OK;
     }
 
-    // Set when the object is the inner part of an aggregate: its IUnknown then belongs to
-    // the outer object.
-    IUnknown* m_pOuterUnknown = nullptr;
-
     // Objects live in the calling thread's object pool. Allocation can fail (null, or
     // std::bad_alloc for the throwing form) like any heap allocation.
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return ObjectPool::Allocate(size); }
@@ -86,19 +82,15 @@ private:
     ULONG m_nRef = 0;
 };
 
-// The IUnknown trio of a class, forwarded to its CComObjectBase, or to the outer object
-// when the object is aggregated.
+// The IUnknown trio of a class, forwarded to its CComObjectBase. Only a class that can be
+// aggregated (CAggregatable) carries the outer object's pointer: the many small objects of a
+// statement cannot, and save the word.
 #define TARVOLIN_IUNKNOWN                                                                                  \
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {                         \
-        return this->m_pOuterUnknown ? this->m_pOuterUnknown->QueryInterface(iid, result)                    \
-                                     : this->InternalQueryInterface(iid, result);                            \
+        return this->InternalQueryInterface(iid, result);                                                   \
     }                                                                                                       \
-    ULONG STDMETHODCALLTYPE AddRef() override {                                                             \
-        return this->m_pOuterUnknown ? this->m_pOuterUnknown->AddRef() : this->InternalAddRef();            \
-    }                                                                                                       \
-    ULONG STDMETHODCALLTYPE Release() override {                                                            \
-        return this->m_pOuterUnknown ? this->m_pOuterUnknown->Release() : this->InternalRelease();          \
-    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return this->InternalAddRef(); }                            \
+    ULONG STDMETHODCALLTYPE Release() override { return this->InternalRelease(); }
 
 // Answers IDispatch from the type information of the interface iid. Wine's
 // ITypeInfo::Invoke matches the call kind strictly, and its JScript calls property gets
@@ -163,6 +155,24 @@ private:
         const IID* base = BaseIID;
         return base && IsEqualGUID(iid, *base);
     }
+};
+
+// A class that can be the inner part of an aggregate (CComAggObject): while it is one, its
+// IUnknown belongs to the outer object.
+template <class Base> class CAggregatable : public Base {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {
+        return m_pOuterUnknown ? m_pOuterUnknown->QueryInterface(iid, result) : this->InternalQueryInterface(iid, result);
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override {
+        return m_pOuterUnknown ? m_pOuterUnknown->AddRef() : this->InternalAddRef();
+    }
+    ULONG STDMETHODCALLTYPE Release() override {
+        return m_pOuterUnknown ? m_pOuterUnknown->Release() : this->InternalRelease();
+    }
+
+    // Set when the object is the inner part of an aggregate.
+    IUnknown* m_pOuterUnknown = nullptr;
 };
 
 // The aggregatable form of a class: the inner, non-delegating IUnknown that an outer

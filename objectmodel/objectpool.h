@@ -25,7 +25,7 @@
 
 namespace ObjectPool {
 
-constexpr size_t kGranule = 16;
+constexpr size_t kGranule = 8;
 constexpr size_t kLargestPooled = 512;
 constexpr size_t kBlockBytes = 32 * 1024;
 constexpr size_t kKeptBlocks = 8;
