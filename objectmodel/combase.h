@@ -59,22 +59,27 @@ public:
         return S_OK;
     }
 
-    // Objects live in the calling thread's object pool. Allocation can fail (null, or
-    // std::bad_alloc for the throwing form) like any heap allocation.
-    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return ObjectPool::Allocate(size); }
+    // Objects live in the calling thread's object pool, which counts them from allocation to
+    // free (the module's live-object count). Allocation can fail (null, or std::bad_alloc for
+    // the throwing form) like any heap allocation.
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+        return ObjectPool::AllocateObject(size);
+    }
     static void* operator new(std::size_t size) {
-        if (void* p = ObjectPool::Allocate(size)) return p;
+        if (void* p = ObjectPool::AllocateObject(size)) return p;
         throw std::bad_alloc();
     }
     // The size is the most derived class's, passed by the virtual destructors.
-    static void operator delete(void* p, std::size_t size) noexcept { ObjectPool::Free(p, size); }
+    static void operator delete(void* p, std::size_t size) noexcept { ObjectPool::FreeObject(p, size); }
     // Reached only when the constructor of an object made by CreateInstance throws; that
     // object is a Derived.
-    static void operator delete(void* p, const std::nothrow_t&) noexcept { ObjectPool::Free(p, sizeof(Derived)); }
+    static void operator delete(void* p, const std::nothrow_t&) noexcept {
+        ObjectPool::FreeObject(p, sizeof(Derived));
+    }
 
 protected:
-    CComObjectBase() { CModule::ObjectCreated(); }
-    ~CComObjectBase() { CModule::ObjectDestroyed(); }
+    CComObjectBase() = default;
+    ~CComObjectBase() = default;
     CComObjectBase(const CComObjectBase&) = delete;
     CComObjectBase& operator=(const CComObjectBase&) = delete;
 
@@ -213,6 +218,15 @@ public:
     }
 
     T& Contained() { return m_Contained; }
+
+    // The aggregate is one live object, counted as the contained object alone would be.
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+        return ObjectPool::AllocateObject(size);
+    }
+    static void operator delete(void* p, std::size_t size) noexcept { ObjectPool::FreeObject(p, size); }
+    static void operator delete(void* p, const std::nothrow_t&) noexcept {
+        ObjectPool::FreeObject(p, sizeof(CComAggObject));
+    }
 
 private:
     explicit CComAggObject(IUnknown* outer) { m_Contained.m_pOuterUnknown = outer; }
