@@ -6,7 +6,9 @@
 //   CComDual<Derived, Itf, &IID_Itf, &IID_Base>
 //                            a dual automation object: Itf plus IDispatch served from the
 //                            registered type library, and ISupportErrorInfo answering S_OK
-//                            only for Itf.
+//                            only for Itf (a tear-off, made when it is asked for: hosts ask
+//                            for it only when a call fails, and every object of a statement
+//                            saves the word of a second interface pointer).
 //
 // Objects are apartment-threaded: the reference count is a plain counter.
 #pragma once
@@ -106,8 +108,12 @@ HRESULT DispatchInvoke(IDispatch* self, REFIID iid, DISPID member, WORD flags, D
 HRESULT DispatchGetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, DISPID* ids);
 HRESULT DispatchGetTypeInfo(REFIID iid, UINT index, ITypeInfo** info);
 
+// *result = a new ISupportErrorInfo of owner (holding a reference to it) that answers S_OK
+// for iid only; E_OUTOFMEMORY when there is no memory for it.
+HRESULT CreateSupportErrorInfo(IUnknown* owner, REFIID iid, void** result);
+
 template <class Derived, class Itf, const IID* ItfIID, const IID* BaseIID = nullptr>
-class CComDual : public Itf, public ISupportErrorInfo, public CComObjectBase<Derived> {
+class CComDual : public Itf, public CComObjectBase<Derived> {
 public:
     using InterfaceType = Itf;
     TARVOLIN_IUNKNOWN
@@ -130,19 +136,23 @@ public:
                               argumentError);
     }
 
-    // ISupportErrorInfo: only the class's own dual interface reports errors.
-    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) override {
-        return IsEqualGUID(iid, *ItfIID) ? S_OK : S_FALSE;
-    }
-
     // QueryInterface table: the base interface (IExpressionItem for items), the class's
-    // own interface and IDispatch are one dual interface; then ISupportErrorInfo.
+    // own interface and IDispatch are one dual interface; then ISupportErrorInfo, where only
+    // the class's own dual interface reports errors.
     IUnknown* FindInterface(REFIID iid) {
         if (IsBaseInterface(iid) || IsEqualGUID(iid, *ItfIID) || IsEqualGUID(iid, IID_IDispatch) ||
             IsEqualGUID(iid, IID_IUnknown))
             return static_cast<Itf*>(this);
-        if (IsEqualGUID(iid, IID_ISupportErrorInfo)) return static_cast<ISupportErrorInfo*>(this);
         return nullptr;
+    }
+    // What the object's ISupportErrorInfo answers.
+    HRESULT InterfaceSupportsErrorInfo(REFIID iid) const { return IsEqualGUID(iid, *ItfIID) ? S_OK : S_FALSE; }
+    HRESULT InternalQueryInterface(REFIID iid, void** result) {
+        if (result && IsEqualGUID(iid, IID_ISupportErrorInfo)) {
+            *result = nullptr;
+            return CreateSupportErrorInfo(static_cast<Itf*>(this), *ItfIID, result);
+        }
+        return CComObjectBase<Derived>::InternalQueryInterface(iid, result);
     }
 
     // The object's dual interface as IDispatch, for elements of collections.

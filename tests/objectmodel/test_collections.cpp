@@ -164,6 +164,24 @@ TEST_F(Collections, InterfacesAndErrorInfoSupport) {
     EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IColumnIdent), S_OK);
     support->Release();
     EXPECT_EQ(c->QueryInterface(IID_ITableIdent, &p), E_NOINTERFACE);
+}
+
+// ISupportErrorInfo is made when asked for: it holds the object alive, answers as the object
+// does, and leads back to the object's identity.
+TEST_F(Collections, ErrorInfoSupportHoldsItsObject) {
+    cColumnIdent* c = nullptr;
+    ASSERT_EQ(cColumnIdent::CreateInstance(&c), S_OK);
+    ISupportErrorInfo* support = nullptr;
+    ASSERT_EQ(c->QueryInterface(IID_ISupportErrorInfo, reinterpret_cast<void**>(&support)), S_OK);
+    EXPECT_EQ(RefCount(c->Dispatch()), 1u);
+    EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_ITableIdent), S_FALSE);
+    IUnknown* identity = nullptr;
+    ASSERT_EQ(support->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity)), S_OK);
+    EXPECT_EQ(identity, static_cast<IUnknown*>(c->Dispatch()));
+    identity->Release();
+    EXPECT_EQ(CModule::LiveObjects(), 1);
+    support->Release(); // the last reference to the object
+    EXPECT_EQ(CModule::LiveObjects(), 0);
     EXPECT_EQ(c->get_TableName(nullptr), E_POINTER);
 }
 
