@@ -39,7 +39,7 @@ private:
 template <class T, class Setup> void Emit(cGenericStack* stack, Setup setup) {
     T* item = nullptr;
     Check(T::CreateInstance(&item));
-    Check(stack->Append(item->Dispatch()));
+    Check(stack->AppendObject(item));
     setup(item);
 }
 

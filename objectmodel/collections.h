@@ -61,6 +61,12 @@ public:
 
     // Builder side: appends an element object; the collection holds one reference.
     HRESULT Append(IDispatch* element) { return m_Elements.AppendDispatch(element); }
+    // The same for an object of a known class, whose reference is added without a call
+    // through its interface.
+    template <class T> HRESULT AppendObject(T* element) {
+        element->InternalAddRef();
+        return m_Elements.AppendReference(element->Dispatch());
+    }
     CVariantVector& Elements() { return m_Elements; }
 
 protected:

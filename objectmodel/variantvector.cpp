@@ -69,12 +69,9 @@ bool CVariantVector::MoveTo(size_t capacity, bool full) {
     return true;
 }
 
-HRESULT CVariantVector::AppendDispatchSlow(IDispatch* object) {
+HRESULT CVariantVector::AppendReferenceSlow(IDispatch* object) {
     if (m_nEnd == m_nCapacity && !Grow()) {
-        if (object) {
-            object->AddRef();
-            object->Release();
-        }
+        if (object) object->Release();
         return E_OUTOFMEMORY;
     }
     if (m_bFull) {
@@ -85,8 +82,12 @@ HRESULT CVariantVector::AppendDispatchSlow(IDispatch* object) {
     } else {
         Objects()[m_nEnd++] = object;
     }
-    if (object) object->AddRef();
     return S_OK;
+}
+
+HRESULT CVariantVector::AppendDispatchSlow(IDispatch* object) {
+    if (object) object->AddRef();
+    return AppendReferenceSlow(object);
 }
 
 HRESULT CVariantVector::AppendOwned(VARIANT& value) {

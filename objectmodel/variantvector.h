@@ -46,6 +46,13 @@ public:
         if (object) object->AddRef();
         return S_OK;
     }
+    // Appends an object reference that the caller has added for the store; on failure it is
+    // released at once.
+    HRESULT AppendReference(IDispatch* object) {
+        if (m_bFull || m_nEnd == m_nCapacity) return AppendReferenceSlow(object);
+        Objects()[m_nEnd++] = object;
+        return S_OK;
+    }
     // Appends a VARIANT whose ownership passes to the store (even on failure).
     HRESULT AppendOwned(VARIANT& value);
     // Clears and removes the first element.
@@ -72,6 +79,7 @@ private:
     bool Grow();
     bool MoveTo(size_t capacity, bool full);
     HRESULT AppendDispatchSlow(IDispatch* object);
+    HRESULT AppendReferenceSlow(IDispatch* object);
     HRESULT CopyFull(size_t i, VARIANT* copy) const;
 
     IDispatch** Objects() const { return static_cast<IDispatch**>(m_pItems); }
