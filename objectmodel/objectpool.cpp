@@ -221,6 +221,19 @@ void Count(ThreadBlocks& t, LONG delta) noexcept {
         CountSlow(delta);
 }
 
+[[gnu::noinline]] void* AllocateObjectSlow(size_t size) noexcept {
+    ThreadBlocks& t = t_Blocks;
+    void* piece = AllocatePiece(t, size);
+    if (piece) Count(t, 1);
+    return piece;
+}
+
+[[gnu::noinline]] void FreeObjectSlow(void* piece, size_t size) noexcept {
+    ThreadBlocks& t = t_Blocks;
+    Count(t, -1);
+    FreePiece(t, piece, size);
+}
+
 } // namespace
 
 namespace ObjectPool {
@@ -231,18 +244,32 @@ void Free(void* piece, size_t size) noexcept {
     if (piece) FreePiece(t_Blocks, piece, size);
 }
 
+// The common cases (a thread with a slot, room in the current block, a free into the run)
+// reach the thread's state once; the others go the long way.
 void* AllocateObject(size_t size) noexcept {
     ThreadBlocks& t = t_Blocks;
-    void* piece = AllocatePiece(t, size);
-    if (piece) Count(t, 1);
-    return piece;
+    Slot* slot = t.slot;
+    const size_t rounded = RoundUp(size);
+    if (slot && size <= kLargestPooled && static_cast<size_t>(t.end - t.cursor) >= rounded) {
+        char* piece = t.cursor;
+        t.cursor += rounded;
+        ++t.taken;
+        AddToSlot(slot, 1);
+        return piece;
+    }
+    return AllocateObjectSlow(size);
 }
 
 void FreeObject(void* piece, size_t size) noexcept {
     if (!piece) return;
     ThreadBlocks& t = t_Blocks;
-    Count(t, -1);
-    FreePiece(t, piece, size);
+    Slot* slot = t.slot;
+    if (slot && size <= kLargestPooled && BlockOf(piece) == t.pending) {
+        ++t.pendingFrees;
+        AddToSlot(slot, -1);
+        return;
+    }
+    FreeObjectSlow(piece, size);
 }
 
 LONG LiveObjects() noexcept {
