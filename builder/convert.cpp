@@ -39,7 +39,7 @@ private:
 template <class T, class Setup> void Emit(cGenericStack* stack, Setup setup) {
     T* item = nullptr;
     Check(T::CreateInstance(&item));
-    Check(stack->Append(item->Dispatch()));
+    Check(stack->AppendObject(item));
     setup(item);
 }
 
@@ -190,29 +190,15 @@ void EmitItem(const CSQLNode* node, ItemOfKind item, cGenericStack* stack) {
     }
 }
 
-// The number of items the subtree at root converts to: the same walk as the conversion's,
-// without the items.
-size_t CountItems(const CSQLNode* root) {
-    size_t count = 0;
-    CInlineStack<const CSQLNode*, 64> nodes;
-    if (root) nodes.Push(root);
-    while (!nodes.Empty()) {
-        const CSQLNode* node = nodes.Pop();
-        const ITEM_CLASS itemClass = ItemOf(node->m_nKind).itemClass;
-        if (itemClass == ITEM_CLASS_NONE) continue;
-        ++count;
-        if (IsOperand(itemClass)) continue;
-        if (node->m_pRight) nodes.Push(node->m_pRight);
-        if (node->m_pLeft) nodes.Push(node->m_pLeft);
-    }
-    return count;
-}
-
 } // namespace
 
 std::string_view NodeText(const CSQLNode* node) {
     return node && node->m_pToken ? node->m_pToken->Text() : std::string_view();
 }
+
+// Stacks of more elements than this are trimmed to their size once converted; smaller ones
+// keep the few spare elements of their last growth step.
+constexpr size_t kExactFrom = 64;
 
 void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
     // An explicit stack of frames: left subtree, right subtree, node. A frame is the node's
@@ -221,10 +207,6 @@ void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
     // frames stay in the stack object itself.
     static_assert(alignof(CSQLNode) > 1, "the low bit of a node address marks a finished frame");
     constexpr uintptr_t kChildrenDone = 1;
-    // The stack's storage is sized once for all the items: a long expression would otherwise
-    // copy it at every doubling, and keep up to twice the room it needs.
-    CVariantVector& elements = stack->Elements();
-    if (!elements.Reserve(elements.Size() + CountItems(root))) throw CBuildError{E_OUTOFMEMORY};
     CInlineStack<uintptr_t, 64> frames;
     if (root) frames.Push(reinterpret_cast<uintptr_t>(root));
     while (!frames.Empty()) {
@@ -240,6 +222,11 @@ void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
         if (node->m_pRight) frames.Push(reinterpret_cast<uintptr_t>(node->m_pRight));
         if (node->m_pLeft) frames.Push(reinterpret_cast<uintptr_t>(node->m_pLeft));
     }
+    // The storage grew by doubling as the items came (counting them first would read the
+    // whole tree twice, and a long expression's tree no longer fits the caches); a long
+    // expression keeps exactly the room its items take, not up to twice that.
+    CVariantVector& elements = stack->Elements();
+    if (elements.Capacity() > kExactFrom) elements.ShrinkToFit();
 }
 
 void BuildExpressionStack(const CSQLNode* node, cGenericStack* stack) {

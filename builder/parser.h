@@ -5,7 +5,7 @@
 #include "objectmodel/statements.h"
 #include "parsetree/parsetree.h"
 
-class cParser : public CComDual<cParser, IParser, &IID_IParser> {
+class cParser : public CAggregatable<CComDual<cParser, IParser, &IID_IParser>> {
 public:
     // The trace is needed only for the report of a rejected statement: the tree records it
     // only then (see CParseTree::SetTraceKept).

@@ -26,8 +26,7 @@ HRESULT CEnumVariant::Next(ULONG count, VARIANT* elements, ULONG* fetched) {
     if (!m_pStore) return E_FAIL;
     ULONG done = 0;
     while (done < count && m_nPosition < m_pStore->Size()) {
-        VariantInit(&elements[done]);
-        HRESULT hr = VariantCopy(&elements[done], const_cast<VARIANT*>(&m_pStore->At(m_nPosition)));
+        HRESULT hr = m_pStore->CopyTo(m_nPosition, &elements[done]);
         if (FAILED(hr)) {
             for (ULONG i = 0; i < done; ++i) VariantClear(&elements[i]);
             return hr;
@@ -83,8 +82,7 @@ HRESULT cGenericStack::CopyFront(VARIANT* value) {
     if (!value) return E_POINTER;
     if (m_Elements.Empty()) return ReportError(CLSID_GenericStack, "Stack is empty");
     // An out-parameter: whatever it held is overwritten, not cleared.
-    VariantInit(value);
-    return VariantCopy(value, const_cast<VARIANT*>(&m_Elements.At(0)));
+    return m_Elements.CopyTo(0, value);
 }
 
 HRESULT cGenericStack::Pop(VARIANT* value) {

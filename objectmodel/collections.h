@@ -50,8 +50,7 @@ public:
         if (!item) return E_POINTER;
         if (index < 1) return E_INVALIDARG;
         if (static_cast<size_t>(index) > m_Elements.Size()) return E_FAIL;
-        VariantInit(item);
-        return VariantCopy(item, const_cast<VARIANT*>(&m_Elements.At(static_cast<size_t>(index) - 1)));
+        return m_Elements.CopyTo(static_cast<size_t>(index) - 1, item);
     }
 
     HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** result) override {
@@ -62,6 +61,12 @@ public:
 
     // Builder side: appends an element object; the collection holds one reference.
     HRESULT Append(IDispatch* element) { return m_Elements.AppendDispatch(element); }
+    // The same for an object of a known class, whose reference is added without a call
+    // through its interface.
+    template <class T> HRESULT AppendObject(T* element) {
+        element->InternalAddRef();
+        return m_Elements.AppendReference(element->Dispatch());
+    }
     CVariantVector& Elements() { return m_Elements; }
 
 protected:

@@ -6,7 +6,9 @@
 //   CComDual<Derived, Itf, &IID_Itf, &IID_Base>
 //                            a dual automation object: Itf plus IDispatch served from the
 //                            registered type library, and ISupportErrorInfo answering S_OK
-//                            only for Itf.
+//                            only for Itf (a tear-off, made when it is asked for: hosts ask
+//                            for it only when a call fails, and every object of a statement
+//                            saves the word of a second interface pointer).
 //
 // Objects are apartment-threaded: the reference count is a plain counter.
 #pragma once
@@ -59,26 +61,27 @@ public:
         return S_OK;
     }
 
-    // Set when the object is the inner part of an aggregate: its IUnknown then belongs to
-    // the outer object.
-    IUnknown* m_pOuterUnknown = nullptr;
-
-    // Objects live in the calling thread's object pool. Allocation can fail (null, or
-    // std::bad_alloc for the throwing form) like any heap allocation.
-    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return ObjectPool::Allocate(size); }
+    // Objects live in the calling thread's object pool, which counts them from allocation to
+    // free (the module's live-object count). Allocation can fail (null, or std::bad_alloc for
+    // the throwing form) like any heap allocation.
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+        return ObjectPool::AllocateObject(size);
+    }
     static void* operator new(std::size_t size) {
-        if (void* p = ObjectPool::Allocate(size)) return p;
+        if (void* p = ObjectPool::AllocateObject(size)) return p;
         throw std::bad_alloc();
     }
     // The size is the most derived class's, passed by the virtual destructors.
-    static void operator delete(void* p, std::size_t size) noexcept { ObjectPool::Free(p, size); }
+    static void operator delete(void* p, std::size_t size) noexcept { ObjectPool::FreeObject(p, size); }
     // Reached only when the constructor of an object made by CreateInstance throws; that
     // object is a Derived.
-    static void operator delete(void* p, const std::nothrow_t&) noexcept { ObjectPool::Free(p, sizeof(Derived)); }
+    static void operator delete(void* p, const std::nothrow_t&) noexcept {
+        ObjectPool::FreeObject(p, sizeof(Derived));
+    }
 
 protected:
-    CComObjectBase() { CModule::ObjectCreated(); }
-    ~CComObjectBase() { CModule::ObjectDestroyed(); }
+    CComObjectBase() = default;
+    ~CComObjectBase() = default;
     CComObjectBase(const CComObjectBase&) = delete;
     CComObjectBase& operator=(const CComObjectBase&) = delete;
 
@@ -86,19 +89,15 @@ private:
     ULONG m_nRef = 0;
 };
 
-// The IUnknown trio of a class, forwarded to its CComObjectBase, or to the outer object
-// when the object is aggregated.
+// The IUnknown trio of a class, forwarded to its CComObjectBase. Only a class that can be
+// aggregated (CAggregatable) carries the outer object's pointer: the many small objects of a
+// statement cannot, and save the word.
 #define TARVOLIN_IUNKNOWN                                                                                  \
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {                         \
-        return this->m_pOuterUnknown ? this->m_pOuterUnknown->QueryInterface(iid, result)                    \
-                                     : this->InternalQueryInterface(iid, result);                            \
+        return this->InternalQueryInterface(iid, result);                                                   \
     }                                                                                                       \
-    ULONG STDMETHODCALLTYPE AddRef() override {                                                             \
-        return this->m_pOuterUnknown ? this->m_pOuterUnknown->AddRef() : this->InternalAddRef();            \
-    }                                                                                                       \
-    ULONG STDMETHODCALLTYPE Release() override {                                                            \
-        return this->m_pOuterUnknown ? this->m_pOuterUnknown->Release() : this->InternalRelease();          \
-    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return this->InternalAddRef(); }                            \
+    ULONG STDMETHODCALLTYPE Release() override { return this->InternalRelease(); }
 
 // Answers IDispatch from the type information of the interface iid. Wine's
 // ITypeInfo::Invoke matches the call kind strictly, and its JScript calls property gets
@@ -109,8 +108,12 @@ HRESULT DispatchInvoke(IDispatch* self, REFIID iid, DISPID member, WORD flags, D
 HRESULT DispatchGetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, DISPID* ids);
 HRESULT DispatchGetTypeInfo(REFIID iid, UINT index, ITypeInfo** info);
 
+// *result = a new ISupportErrorInfo of owner (holding a reference to it) that answers S_OK
+// for iid only; E_OUTOFMEMORY when there is no memory for it.
+HRESULT CreateSupportErrorInfo(IUnknown* owner, REFIID iid, void** result);
+
 template <class Derived, class Itf, const IID* ItfIID, const IID* BaseIID = nullptr>
-class CComDual : public Itf, public ISupportErrorInfo, public CComObjectBase<Derived> {
+class CComDual : public Itf, public CComObjectBase<Derived> {
 public:
     using InterfaceType = Itf;
     TARVOLIN_IUNKNOWN
@@ -133,19 +136,23 @@ public:
                               argumentError);
     }
 
-    // ISupportErrorInfo: only the class's own dual interface reports errors.
-    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) override {
-        return IsEqualGUID(iid, *ItfIID) ? S_OK : S_FALSE;
-    }
-
     // QueryInterface table: the base interface (IExpressionItem for items), the class's
-    // own interface and IDispatch are one dual interface; then ISupportErrorInfo.
+    // own interface and IDispatch are one dual interface; then ISupportErrorInfo, where only
+    // the class's own dual interface reports errors.
     IUnknown* FindInterface(REFIID iid) {
         if (IsBaseInterface(iid) || IsEqualGUID(iid, *ItfIID) || IsEqualGUID(iid, IID_IDispatch) ||
             IsEqualGUID(iid, IID_IUnknown))
             return static_cast<Itf*>(this);
-        if (IsEqualGUID(iid, IID_ISupportErrorInfo)) return static_cast<ISupportErrorInfo*>(this);
         return nullptr;
+    }
+    // What the object's ISupportErrorInfo answers.
+    HRESULT InterfaceSupportsErrorInfo(REFIID iid) const { return IsEqualGUID(iid, *ItfIID) ? S_OK : S_FALSE; }
+    HRESULT InternalQueryInterface(REFIID iid, void** result) {
+        if (result && IsEqualGUID(iid, IID_ISupportErrorInfo)) {
+            *result = nullptr;
+            return CreateSupportErrorInfo(static_cast<Itf*>(this), *ItfIID, result);
+        }
+        return CComObjectBase<Derived>::InternalQueryInterface(iid, result);
     }
 
     // The object's dual interface as IDispatch, for elements of collections.
@@ -163,6 +170,24 @@ private:
         const IID* base = BaseIID;
         return base && IsEqualGUID(iid, *base);
     }
+};
+
+// A class that can be the inner part of an aggregate (CComAggObject): while it is one, its
+// IUnknown belongs to the outer object.
+template <class Base> class CAggregatable : public Base {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {
+        return m_pOuterUnknown ? m_pOuterUnknown->QueryInterface(iid, result) : this->InternalQueryInterface(iid, result);
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override {
+        return m_pOuterUnknown ? m_pOuterUnknown->AddRef() : this->InternalAddRef();
+    }
+    ULONG STDMETHODCALLTYPE Release() override {
+        return m_pOuterUnknown ? m_pOuterUnknown->Release() : this->InternalRelease();
+    }
+
+    // Set when the object is the inner part of an aggregate.
+    IUnknown* m_pOuterUnknown = nullptr;
 };
 
 // The aggregatable form of a class: the inner, non-delegating IUnknown that an outer
@@ -203,6 +228,15 @@ public:
     }
 
     T& Contained() { return m_Contained; }
+
+    // The aggregate is one live object, counted as the contained object alone would be.
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+        return ObjectPool::AllocateObject(size);
+    }
+    static void operator delete(void* p, std::size_t size) noexcept { ObjectPool::FreeObject(p, size); }
+    static void operator delete(void* p, const std::nothrow_t&) noexcept {
+        ObjectPool::FreeObject(p, sizeof(CComAggObject));
+    }
 
 private:
     explicit CComAggObject(IUnknown* outer) { m_Contained.m_pOuterUnknown = outer; }

@@ -74,3 +74,46 @@ HRESULT DispatchInvoke(IDispatch* self, REFIID iid, DISPID member, WORD flags, D
     info->Release();
     return hr;
 }
+
+namespace {
+
+// The ISupportErrorInfo of a dual object: its IUnknown is the object's, and it keeps the
+// object alive while it is held.
+class CSupportErrorInfo final : public ISupportErrorInfo {
+public:
+    CSupportErrorInfo(IUnknown* owner, REFIID iid) : m_pOwner(owner), m_Iid(iid) { owner->AddRef(); }
+    ~CSupportErrorInfo() { m_pOwner->Release(); }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** result) override {
+        return m_pOwner->QueryInterface(iid, result);
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_nRef; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        ULONG n = --m_nRef;
+        if (n == 0) delete this;
+        return n;
+    }
+    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) override {
+        return IsEqualGUID(iid, m_Iid) ? S_OK : S_FALSE;
+    }
+
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return ObjectPool::Allocate(size); }
+    static void operator delete(void* p, std::size_t size) noexcept { ObjectPool::Free(p, size); }
+    static void operator delete(void* p, const std::nothrow_t&) noexcept {
+        ObjectPool::Free(p, sizeof(CSupportErrorInfo));
+    }
+
+private:
+    IUnknown* m_pOwner;
+    IID m_Iid;
+    ULONG m_nRef = 1;
+};
+
+} // namespace
+
+HRESULT CreateSupportErrorInfo(IUnknown* owner, REFIID iid, void** result) {
+    auto* support = new (std::nothrow) CSupportErrorInfo(owner, iid);
+    if (!support) return E_OUTOFMEMORY;
+    *result = static_cast<ISupportErrorInfo*>(support);
+    return S_OK;
+}

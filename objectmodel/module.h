@@ -7,9 +7,7 @@
 
 class CModule {
 public:
-    // Every object counts itself from construction to destruction.
-    static void ObjectCreated();
-    static void ObjectDestroyed();
+    // Every object counts from its allocation to its free (ObjectPool::AllocateObject).
     static LONG LiveObjects();
 
     // IClassFactory::LockServer.

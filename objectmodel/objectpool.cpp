@@ -10,6 +10,7 @@ namespace {
 
 using ObjectPool::kBlockBytes;
 using ObjectPool::kGranule;
+using ObjectPool::kLargestPooled;
 
 // A block's count while a thread allocates from it: far above any number of pieces a block
 // can hold, so frees cannot bring it to zero.
@@ -24,22 +25,40 @@ struct alignas(kGranule) Block {
 
 constexpr size_t kFirstPiece = (sizeof(Block) + kGranule - 1) & ~(kGranule - 1);
 
-// The calling thread's blocks. Trivially constructed and destroyed, so reaching it costs no
-// initialisation check; the thread-end work (threadexit.h) is armed when the first block is
-// taken. A thread for which it cannot be armed leaves every block after one piece.
+// The live-object count: one slot per counting thread, on a cache line of its own.
+constexpr size_t kSlots = 64;
+
+struct alignas(64) Slot {
+    std::atomic<LONG> count{0};
+    std::atomic<bool> taken{false};
+};
+
+Slot g_Slots[kSlots];
+std::atomic<LONG> g_Retired{0}; // objects counted by ended threads and by threads without a slot
+
+// The calling thread's blocks and count. Trivially constructed and destroyed, so reaching it
+// costs no initialisation check; the thread-end work (threadexit.h) is armed when the first
+// block or slot is taken. A thread for which it cannot be armed leaves every block after one
+// piece, frees every piece at once and counts in g_Retired.
 struct ThreadBlocks {
     char* cursor; // next free byte of the current block
     char* end;    // end of the current block (cursor == end: none)
     Block* current;
-    uint32_t taken; // pieces allocated from the current block since it was (re)started
+    uint32_t taken;        // pieces allocated from the current block since it was (re)started
+    uint32_t pendingFrees; // pieces of the block `pending` freed and not yet taken off its count
+    Block* pending;
+    Slot* slot;
     uint32_t keptCount;
     Block* kept[ObjectPool::kKeptBlocks];
-    bool armed;        // the thread-exit cleanup is registered
-    bool closed;       // the thread is ending: nothing is kept any more
+    bool slotTried;     // a slot was looked for; a thread that ends gets none again
+    bool armed;         // the thread-exit cleanup is registered
+    bool closed;        // the thread is ending: nothing is kept any more
     bool blockPerPiece; // see SetBlockPerPiece
 };
 
 thread_local ThreadBlocks t_Blocks{};
+
+size_t RoundUp(size_t size) { return size ? (size + kGranule - 1) & ~(kGranule - 1) : kGranule; }
 
 Block* BlockOf(void* piece) {
     return reinterpret_cast<Block*>(reinterpret_cast<uintptr_t>(piece) & ~uintptr_t(kBlockBytes - 1));
@@ -48,12 +67,30 @@ Block* BlockOf(void* piece) {
 void GiveBack(Block* block) noexcept { ::operator delete(block->raw); }
 
 // An empty block: kept for the thread's next one, or given back.
-void Recycle(Block* block) noexcept {
-    ThreadBlocks& t = t_Blocks;
+void Recycle(ThreadBlocks& t, Block* block) noexcept {
     if (t.armed && !t.closed && !t.blockPerPiece && t.keptCount < ObjectPool::kKeptBlocks)
         t.kept[t.keptCount++] = block;
     else
         GiveBack(block);
+}
+
+void TakeOff(ThreadBlocks& t, Block* block, uint32_t pieces) noexcept {
+    if (block->live.fetch_sub(pieces, std::memory_order_acq_rel) == pieces) Recycle(t, block);
+}
+
+// The run of frees the thread has counted goes off its block's count.
+void Settle(ThreadBlocks& t) noexcept {
+    Block* block = t.pending;
+    if (!block) return;
+    const uint32_t pieces = t.pendingFrees;
+    t.pending = nullptr;
+    t.pendingFrees = 0;
+    TakeOff(t, block, pieces);
+}
+
+bool Arm(ThreadBlocks& t) noexcept {
+    if (!t.armed && !t.closed) t.armed = ThreadExit::Arm();
+    return t.armed && !t.closed;
 }
 
 // The thread stops allocating from its current block; the block goes at once when none of
@@ -63,8 +100,7 @@ void Leave(ThreadBlocks& t) noexcept {
     if (!block) return;
     t.current = nullptr;
     t.cursor = t.end = nullptr;
-    const uint32_t unused = kBias - t.taken;
-    if (block->live.fetch_sub(unused, std::memory_order_acq_rel) == unused) Recycle(block);
+    TakeOff(t, block, kBias - t.taken);
 }
 
 Block* NewBlock(ThreadBlocks& t) noexcept {
@@ -95,13 +131,14 @@ void ReleaseKept(ThreadBlocks& t) noexcept {
 // Kept out of line, so that the common path stays a few instructions without a frame.
 [[gnu::noinline]] void* AllocateSlow(size_t size) noexcept {
     ThreadBlocks& t = t_Blocks;
+    Settle(t);
     if (t.current && !t.blockPerPiece && t.current->live.load(std::memory_order_acquire) == kBias - t.taken) {
         // Every piece of the block has been freed: nobody else can touch it, start it over.
         Start(t, t.current);
     } else {
         Leave(t);
         // A block the thread goes on allocating from must be left when the thread ends.
-        if (!t.armed && !t.closed) t.armed = ThreadExit::Arm();
+        Arm(t);
         Block* block = NewBlock(t);
         if (!block) return nullptr;
         Start(t, block);
@@ -113,14 +150,22 @@ void ReleaseKept(ThreadBlocks& t) noexcept {
     return piece;
 }
 
-} // namespace
-
-namespace ObjectPool {
-
-void* Allocate(size_t size) noexcept {
-    if (size > kLargestPooled) return ::operator new(size, std::nothrow);
-    size = size ? (size + kGranule - 1) & ~(kGranule - 1) : kGranule;
+// A piece of another block than the run's: that run is settled and a new one starts, when
+// the thread can settle it later.
+[[gnu::noinline]] void FreeSlow(Block* block) noexcept {
     ThreadBlocks& t = t_Blocks;
+    Settle(t);
+    if (!t.blockPerPiece && Arm(t)) {
+        t.pending = block;
+        t.pendingFrees = 1;
+    } else {
+        TakeOff(t, block, 1);
+    }
+}
+
+void* AllocatePiece(ThreadBlocks& t, size_t size) noexcept {
+    if (size > kLargestPooled) return ::operator new(size, std::nothrow);
+    size = RoundUp(size);
     if (static_cast<size_t>(t.end - t.cursor) < size) return AllocateSlow(size);
     char* piece = t.cursor;
     t.cursor += size;
@@ -128,34 +173,142 @@ void* Allocate(size_t size) noexcept {
     return piece;
 }
 
-void Free(void* piece, size_t size) noexcept {
-    if (!piece) return;
+void FreePiece(ThreadBlocks& t, void* piece, size_t size) noexcept {
     if (size > kLargestPooled) {
         ::operator delete(piece);
         return;
     }
     Block* block = BlockOf(piece);
-    if (block->live.fetch_sub(1, std::memory_order_acq_rel) == 1) Recycle(block);
+    if (block == t.pending)
+        ++t.pendingFrees;
+    else
+        FreeSlow(block);
+}
+
+Slot* TakeSlot(ThreadBlocks& t) noexcept {
+    t.slotTried = true;
+    for (Slot& s : g_Slots) {
+        bool expected = false;
+        if (s.taken.load(std::memory_order_relaxed) || !s.taken.compare_exchange_strong(expected, true)) continue;
+        if (!ThreadExit::Arm()) {
+            s.taken.store(false); // the slot could not be handed back: count in g_Retired
+            return nullptr;
+        }
+        t.slot = &s;
+        return &s;
+    }
+    return nullptr;
+}
+
+void AddToSlot(Slot* slot, LONG delta) {
+    slot->count.store(slot->count.load(std::memory_order_relaxed) + delta, std::memory_order_relaxed);
+}
+
+[[gnu::noinline]] void CountSlow(LONG delta) noexcept {
+    ThreadBlocks& t = t_Blocks;
+    Slot* slot = t.slot;
+    if (!slot && !t.slotTried) slot = TakeSlot(t);
+    if (slot)
+        AddToSlot(slot, delta);
+    else
+        g_Retired.fetch_add(delta);
+}
+
+void Count(ThreadBlocks& t, LONG delta) noexcept {
+    if (Slot* slot = t.slot)
+        AddToSlot(slot, delta);
+    else
+        CountSlow(delta);
+}
+
+[[gnu::noinline]] void* AllocateObjectSlow(size_t size) noexcept {
+    ThreadBlocks& t = t_Blocks;
+    void* piece = AllocatePiece(t, size);
+    if (piece) Count(t, 1);
+    return piece;
+}
+
+[[gnu::noinline]] void FreeObjectSlow(void* piece, size_t size) noexcept {
+    ThreadBlocks& t = t_Blocks;
+    Count(t, -1);
+    FreePiece(t, piece, size);
+}
+
+} // namespace
+
+namespace ObjectPool {
+
+void* Allocate(size_t size) noexcept { return AllocatePiece(t_Blocks, size); }
+
+void Free(void* piece, size_t size) noexcept {
+    if (piece) FreePiece(t_Blocks, piece, size);
+}
+
+// The common cases (a thread with a slot, room in the current block, a free into the run)
+// reach the thread's state once; the others go the long way.
+void* AllocateObject(size_t size) noexcept {
+    ThreadBlocks& t = t_Blocks;
+    Slot* slot = t.slot;
+    const size_t rounded = RoundUp(size);
+    if (slot && size <= kLargestPooled && static_cast<size_t>(t.end - t.cursor) >= rounded) {
+        char* piece = t.cursor;
+        t.cursor += rounded;
+        ++t.taken;
+        AddToSlot(slot, 1);
+        return piece;
+    }
+    return AllocateObjectSlow(size);
+}
+
+void FreeObject(void* piece, size_t size) noexcept {
+    if (!piece) return;
+    ThreadBlocks& t = t_Blocks;
+    Slot* slot = t.slot;
+    if (slot && size <= kLargestPooled && BlockOf(piece) == t.pending) {
+        ++t.pendingFrees;
+        AddToSlot(slot, -1);
+        return;
+    }
+    FreeObjectSlow(piece, size);
+}
+
+LONG LiveObjects() noexcept {
+    // Slots first, then g_Retired (see ThreadEnded).
+    LONG n = 0;
+    for (const Slot& s : g_Slots) n += s.count.load();
+    return n + g_Retired.load();
 }
 
 void ReleaseThreadBlocks() noexcept {
     ThreadBlocks& t = t_Blocks;
+    Settle(t);
     Leave(t);
     ReleaseKept(t);
 }
 
 void SetBlockPerPiece(bool on) noexcept {
     ThreadBlocks& t = t_Blocks;
+    Settle(t);
     Leave(t);
     t.blockPerPiece = on;
 }
 
+// The thread's blocks go, and its count moves to g_Retired and its slot is free again. First
+// into g_Retired, then out of the slot: a concurrent reader may count the objects twice for
+// a moment, but never misses them.
 void ThreadEnded() noexcept {
     ThreadBlocks& t = t_Blocks;
     // Pieces allocated later in the thread's (or process's) shutdown take a block each.
     t.closed = true;
+    Settle(t);
     Leave(t);
     ReleaseKept(t);
+    if (Slot* slot = t.slot) {
+        g_Retired.fetch_add(slot->count.load());
+        slot->count.store(0);
+        t.slot = nullptr;
+        slot->taken.store(false);
+    }
 }
 
 size_t ThreadPooledBytes() noexcept { return t_Blocks.keptCount * kBlockBytes; }

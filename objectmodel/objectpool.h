@@ -10,22 +10,33 @@
 // - Every block counts the pieces still allocated from it; the block goes when the last of
 //   them is freed, on whatever thread that happens. A block some thread still allocates from
 //   carries a large bias in its count, so it cannot reach zero before the thread leaves it.
+// - A thread frees pieces in runs: consecutive frees into the same block are counted by the
+//   thread and taken off the block's count at once when a piece of another block comes (or
+//   the thread needs the block, or ends). A statement is released in about the order it was
+//   built, so that is one atomic operation per run instead of one per piece; a block whose
+//   count still waits for a run is only given back a little later.
 // - A thread keeps a few empty blocks for its next ones (kKeptBlocks), so that a parse after
 //   a big one does not fault fresh pages in; they go back to the heap when the thread ends
 //   (those of threads still running when the component is unloaded stay with the heap).
 //
 // Requests above kLargestPooled go to the heap directly. Every block comes from
 // ::operator new (taking one can fail like any allocation and the caller sees null). A piece
-// that outlives the rest of its statement keeps its block (kBlockBytes) alive. The pool knows
-// nothing of object lifetimes: the module's live-object count is kept by the objects
-// themselves.
+// that outlives the rest of its statement keeps its block (kBlockBytes) alive.
+//
+// The pool also keeps the module's count of live objects (CModule::LiveObjects), in the same
+// per-thread state: AllocateObject and FreeObject are Allocate and Free for a COM object,
+// counting it. A thread counts in one of a fixed set of slots, with plain loads and stores
+// (only the owner writes its slot); when it ends, its count moves to a shared total and the
+// slot is free again. Threads that find no free slot count in the shared total directly.
 #pragma once
 
 #include <cstddef>
 
+#include "platform/platform.h"
+
 namespace ObjectPool {
 
-constexpr size_t kGranule = 16;
+constexpr size_t kGranule = 8;
 constexpr size_t kLargestPooled = 512;
 constexpr size_t kBlockBytes = 32 * 1024;
 constexpr size_t kKeptBlocks = 8;
@@ -36,6 +47,14 @@ void* Allocate(size_t size) noexcept;
 // Takes back a piece from Allocate; size is the size it was allocated with. Any thread may
 // free any piece.
 void Free(void* piece, size_t size) noexcept;
+
+// The same for the memory of one COM object, which counts as live from its allocation to
+// its free.
+void* AllocateObject(size_t size) noexcept;
+void FreeObject(void* piece, size_t size) noexcept;
+
+// Objects allocated and not yet freed, on every thread.
+LONG LiveObjects() noexcept;
 
 // Leaves the calling thread's current block and gives its kept blocks back to the heap.
 void ReleaseThreadBlocks() noexcept;

@@ -10,10 +10,7 @@
 
 namespace {
 
-void RunThreadEnd() noexcept {
-    ObjectPool::ThreadEnded();
-    ModuleThreadEnded();
-}
+void RunThreadEnd() noexcept { ObjectPool::ThreadEnded(); }
 
 thread_local bool t_Armed = false;
 

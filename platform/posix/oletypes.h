@@ -574,6 +574,28 @@ HRESULT LoadRegTypeLib(REFGUID libid, WORD major, WORD minor, LCID lcid, ITypeLi
 DWORD GetLastError();
 void SetLastError(DWORD error);
 
+// ---- Virtual memory -----------------------------------------------------------------------
+// Regions of whole pages straight from the system (mmap), aligned to 64 KB as Windows aligns
+// them. VirtualAlloc with a null address reserves (MEM_RESERVE, no access) or reserves and
+// commits (MEM_RESERVE | MEM_COMMIT) a new region of size bytes rounded up to pages;
+// MEM_COMMIT with an address commits pages of a reserved region. Committed pages read as
+// zeros until written. VirtualFree with MEM_RELEASE, a region's base and size 0 gives the
+// whole region back; MEM_DECOMMIT gives pages back and leaves them reserved. Failures return
+// null or FALSE with ERROR_INVALID_PARAMETER, ERROR_INVALID_ADDRESS (not inside a region of
+// VirtualAlloc) or ERROR_NOT_ENOUGH_MEMORY.
+typedef size_t SIZE_T;
+#define MEM_COMMIT 0x00001000
+#define MEM_RESERVE 0x00002000
+#define MEM_DECOMMIT 0x00004000
+#define MEM_RELEASE 0x00008000
+#define PAGE_NOACCESS 0x01
+#define PAGE_READONLY 0x02
+#define PAGE_READWRITE 0x04
+#define ERROR_NOT_ENOUGH_MEMORY 8L
+#define ERROR_INVALID_ADDRESS 487L
+LPVOID VirtualAlloc(LPVOID address, SIZE_T size, DWORD type, DWORD protect);
+BOOL VirtualFree(LPVOID address, SIZE_T size, DWORD type);
+
 // ---- Modules ------------------------------------------------------------------------------
 // A module handle is the address at which the module's image starts, as on Windows: natively
 // the start of the ELF object's first mapping (dladdr's dli_fbase), for the program and for

@@ -2,6 +2,8 @@
 // enumerators at the ends, Push/Pop/Peek order and copies, the empty-stack error. And the
 // element store under them: order and addressing across its growth steps, use as a
 // queue, and release of the elements it owns.
+#include <vector>
+
 #include "common.h"
 #include "objectmodel/variantvector.h"
 
@@ -151,7 +153,73 @@ TEST_F(Collections, InterfacesAndErrorInfoSupport) {
     EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IColumnIdent), S_OK);
     support->Release();
     EXPECT_EQ(c->QueryInterface(IID_ITableIdent, &p), E_NOINTERFACE);
+}
+
+// ISupportErrorInfo is made when asked for: it holds the object alive, answers as the object
+// does, and leads back to the object's identity.
+TEST_F(Collections, ErrorInfoSupportHoldsItsObject) {
+    cColumnIdent* c = nullptr;
+    ASSERT_EQ(cColumnIdent::CreateInstance(&c), S_OK);
+    ISupportErrorInfo* support = nullptr;
+    ASSERT_EQ(c->QueryInterface(IID_ISupportErrorInfo, reinterpret_cast<void**>(&support)), S_OK);
+    EXPECT_EQ(RefCount(c->Dispatch()), 1u);
+    EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_ITableIdent), S_FALSE);
+    IUnknown* identity = nullptr;
+    ASSERT_EQ(support->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity)), S_OK);
+    EXPECT_EQ(identity, static_cast<IUnknown*>(c->Dispatch()));
+    identity->Release();
+    EXPECT_EQ(CModule::LiveObjects(), 1);
+    support->Release(); // the last reference to the object
+    EXPECT_EQ(CModule::LiveObjects(), 0);
     EXPECT_EQ(c->get_TableName(nullptr), E_POINTER);
+}
+
+// A stack of object references is kept as bare pointers until something else is pushed;
+// then every element, before and after, reads back as the VARIANT that went in, through
+// Item, the enumerator, Peek and Pop, and each object keeps exactly the stack's reference.
+TEST_F(Collections, StackWidensFromObjectsToAnyVariant) {
+    Held<cGenericStack> stack;
+    Held<cColumnIdent> a, b;
+    std::vector<VARIANT> pushed = {Make(VT_DISPATCH, a->Dispatch()), Make(VT_DISPATCH, nullptr),
+                                   Make(VT_I4), Make(VT_DISPATCH, b->Dispatch()), Make(VT_BSTR, nullptr, OLESTR("s"))};
+    V_I4(&pushed[2]) = -5;
+    for (size_t i = 0; i < pushed.size(); ++i) {
+        ASSERT_EQ(stack->Push(pushed[i]), S_OK);
+        EXPECT_EQ(stack->Elements().IsCompact(), i < 2) << i;
+    }
+    EXPECT_EQ(RefCount(a->Dispatch()), 2u);
+    EXPECT_EQ(RefCount(b->Dispatch()), 2u);
+    auto same = [](const VARIANT& x, const VARIANT& y) {
+        if (V_VT(&x) != V_VT(&y)) return false;
+        if (V_VT(&x) == VT_DISPATCH) return V_DISPATCH(&x) == V_DISPATCH(&y);
+        if (V_VT(&x) == VT_I4) return V_I4(&x) == V_I4(&y);
+        return Narrow(V_BSTR(&x)) == Narrow(V_BSTR(&y));
+    };
+    IUnknown* unknown = nullptr;
+    ASSERT_EQ(stack->get__NewEnum(&unknown), S_OK);
+    IEnumVARIANT* e = nullptr;
+    ASSERT_EQ(unknown->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&e)), S_OK);
+    unknown->Release();
+    for (size_t i = 0; i < pushed.size(); ++i) {
+        VARIANT item, next;
+        ASSERT_EQ(stack->get_Item(static_cast<LONG>(i + 1), &item), S_OK);
+        ASSERT_EQ(e->Next(1, &next, nullptr), S_OK);
+        EXPECT_TRUE(same(item, pushed[i]) && same(next, pushed[i])) << i;
+        VariantClear(&item);
+        VariantClear(&next);
+    }
+    e->Release();
+    for (size_t i = 0; i < pushed.size(); ++i) {
+        VARIANT peeked, popped;
+        ASSERT_EQ(stack->Peek(&peeked), S_OK);
+        ASSERT_EQ(stack->Pop(&popped), S_OK);
+        EXPECT_TRUE(same(peeked, pushed[i]) && same(popped, pushed[i])) << i;
+        VariantClear(&peeked);
+        VariantClear(&popped);
+    }
+    EXPECT_EQ(RefCount(a->Dispatch()), 1u);
+    EXPECT_EQ(RefCount(b->Dispatch()), 1u);
+    VariantClear(&pushed[4]); // the others were never given a reference of their own
 }
 
 using VariantVector = ObjectTest;

@@ -5,6 +5,7 @@
 // released on another thread (the sanitizer build checks that nothing leaks, overruns or
 // is freed twice).
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <set>
 #include <thread>
@@ -119,6 +120,23 @@ TEST_F(ObjectPoolTest, ObjectsMayBeReleasedOnAnotherThread) {
     std::thread([&] { stack->Release(); }).join();
     EXPECT_EQ(CModule::LiveObjects(), 1); // the column, still held here
     EXPECT_EQ(RefCount(column->Dispatch()), 1u);
+}
+
+// A statement released before the next one is built (frees that the thread has counted and
+// not yet taken off the block) leaves its block to be started over for the next one.
+TEST_F(ObjectPoolTest, AReleasedStatementsBlockServesTheNext) {
+    const size_t size = 64, n = ObjectPool::kBlockBytes / size - 1;
+    const auto blockOf = [](void* p) { return reinterpret_cast<uintptr_t>(p) / ObjectPool::kBlockBytes; };
+    std::vector<void*> statement;
+    for (size_t i = 0; i < n; ++i) statement.push_back(ObjectPool::Allocate(size));
+    const uintptr_t block = blockOf(statement.front());
+    EXPECT_EQ(blockOf(statement.back()), block);
+    for (void* p : statement) ObjectPool::Free(p, size);
+    for (void*& p : statement) {
+        p = ObjectPool::Allocate(size);
+        EXPECT_EQ(blockOf(p), block);
+    }
+    for (void* p : statement) ObjectPool::Free(p, size);
 }
 
 // A block is started over or given back only once every piece of it is free: a piece held
