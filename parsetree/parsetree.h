@@ -28,6 +28,9 @@ enum PARSE_RESULT : int32_t {
 
 class CParseTree : public CScanSink, public CObject {
 public:
+    // The longest token text a tree keeps (a token counts its text in 32 bits).
+    static constexpr size_t kMaxTokenLength = UINT32_MAX - 1;
+
     CParseTree();
     ~CParseTree() override;
 
@@ -41,22 +44,22 @@ public:
     void CreateToken(int32_t code, const char* text);
     // Records a token with a copy of text[0, length) as the current token.
     void CreateToken(int32_t code, const char* text, size_t length) {
-        // The token and its text share one arena allocation; the text is NUL-terminated.
+        // The token and its text share one arena allocation, the text (NUL-terminated)
+        // right behind the token.
+        if (length > kMaxTokenLength) throw std::bad_alloc();
         char* memory = static_cast<char*>(m_Arena.Allocate(sizeof(CSQLToken) + length + 1));
         char* copy = memory + sizeof(CSQLToken);
         if (length) std::memcpy(copy, text, length);
         copy[length] = '\0';
-        CSQLToken* token = new (memory) CSQLToken(code, copy, length);
+        CSQLToken* token = new (memory) CSQLToken(code, static_cast<uint32_t>(length));
         m_Tokens.Add(token);
         m_pCurrentToken = token;
     }
     // Creates a node whose name is the static text name; leaf kinds take the current token.
     CSQLNode* CreateNode(int32_t kind, const char* name) {
-        CSQLNode* node = new (m_Arena.Allocate(sizeof(CSQLNode))) CSQLNode();
+        CSQLNode* node = new (m_Arena.Allocate(sizeof(CSQLNode)))
+            CSQLNode(kind, name ? name : "", IsLeafKind(kind) ? m_pCurrentToken : nullptr);
         m_Nodes.Add(node);
-        node->m_strName = name ? name : "";
-        node->m_nKind = kind;
-        if (IsLeafKind(kind)) node->m_pToken = m_pCurrentToken;
         return node;
     }
     CSQLToken* GetCurrentToken() const { return m_pCurrentToken; }
@@ -119,11 +122,13 @@ private:
     size_t FillWide(const OLECHAR* text);
     size_t FillNarrow(const char* text, size_t length);
     int32_t ParseInput(size_t length, std::ostream* echo);
+    void PrepareTree(size_t length);
     // Parses a statement again that failed without a trace, keeping one (see SetTraceKept);
     // fill makes the scan buffer again, since the scanner works in it.
     template <class Fill> int32_t ParseAgainForReport(int32_t result, Fill fill);
 
     CArena m_Arena;
+    size_t m_nLastLength = 0; // of the statement parsed last
     // The statement being parsed, with the two closing NULs the scanner needs; the
     // scanner reads it in place.
     std::string m_Input;

@@ -9,6 +9,8 @@
 class CSQLNode final : public CObject {
 public:
     CSQLNode() = default;
+    // A node of the given kind and static name over token (null for non-leaf kinds).
+    CSQLNode(int32_t kind, const char* name, CSQLToken* token) : m_pToken(token), m_nKind(kind), m_strName(name) {}
 
     // Walk along m_pNext to the last element and link node behind it.
     void AppendNext(CSQLNode* node);
