@@ -49,7 +49,7 @@ public:
         if (length > kMaxTokenLength) throw std::bad_alloc();
         char* memory = static_cast<char*>(m_Arena.Allocate(sizeof(CSQLToken) + length + 1));
         char* copy = memory + sizeof(CSQLToken);
-        if (length) std::memcpy(copy, text, length);
+        CopyText(copy, text, length);
         copy[length] = '\0';
         CSQLToken* token = new (memory) CSQLToken(code, static_cast<uint32_t>(length));
         m_Tokens.Add(token);
@@ -63,6 +63,9 @@ public:
         return node;
     }
     CSQLToken* GetCurrentToken() const { return m_pCurrentToken; }
+    // What the scanner hands on: a value becomes the current token (public, so that the
+    // parse's own scan calls it directly).
+    void ScannedValue(int32_t code, const char* text, size_t length) final { CreateToken(code, text, length); }
 
     void SetNamedNode(const char* key, CSQLNode* node) { m_NamedNodes.SetAt(key, node); }
     CSQLNode* LookupNamedNode(const char* key) const { return m_NamedNodes.Lookup(key); }
@@ -102,9 +105,8 @@ public:
     std::vector<CSQLNode*>& ValueStack() { return m_Values; }
 
 private:
-    // What the scanner hands on: a value becomes the current token, and an error found by
-    // the scanner is kept like any other (the first one wins).
-    void ScannedValue(int32_t code, const char* text, size_t length) final { CreateToken(code, text, length); }
+    // What the scanner hands on: an error found by the scanner is kept like any other (the
+    // first one wins).
     bool WantsError() const final { return !HasError(); }
     void ScanError(const std::string& text) final { SetError(text); }
 
@@ -126,6 +128,27 @@ private:
     // Parses a statement again that failed without a trace, keeping one (see SetTraceKept);
     // fill makes the scan buffer again, since the scanner works in it.
     template <class Fill> int32_t ParseAgainForReport(int32_t result, Fill fill);
+
+    // Copies the n bytes of a token's text; short texts, most of them, without a call.
+    static void CopyText(char* to, const char* from, size_t n) {
+        if (n > 16) {
+            std::memcpy(to, from, n);
+        } else if (n >= 8) {
+            uint64_t head, tail;
+            std::memcpy(&head, from, 8);
+            std::memcpy(&tail, from + n - 8, 8);
+            std::memcpy(to, &head, 8);
+            std::memcpy(to + n - 8, &tail, 8);
+        } else if (n >= 4) {
+            uint32_t head, tail;
+            std::memcpy(&head, from, 4);
+            std::memcpy(&tail, from + n - 4, 4);
+            std::memcpy(to, &head, 4);
+            std::memcpy(to + n - 4, &tail, 4);
+        } else {
+            for (size_t i = 0; i < n; ++i) to[i] = from[i];
+        }
+    }
 
     CArena m_Arena;
     size_t m_nLastLength = 0; // of the statement parsed last
