@@ -20,6 +20,7 @@ CParseTree::~CParseTree() { Reset(); }
 void CParseTree::Reset() {
     m_pRoot = nullptr;
     m_pCurrentToken = nullptr;
+    m_nListTails = 0;
     m_NamedNodes.RemoveAll();
     for (size_t i = 0; i < m_Tokens.GetSize(); ++i)
         if (CSQLToken* token = m_Tokens.GetAt(i)) token->~CSQLToken();
@@ -36,6 +37,21 @@ void CParseTree::Reset() {
 
 void CParseTree::CreateToken(int32_t code, const char* text) {
     CreateToken(code, text, text ? std::strlen(text) : 0);
+}
+
+void CParseTree::AppendToList(CSQLNode* head, CSQLNode* element) {
+    size_t i = 0;
+    while (i < m_nListTails && m_ListTails[i].head != head) ++i;
+    // From the remembered end (still in the list: lists only grow) to the real one.
+    CSQLNode* last = i < m_nListTails ? m_ListTails[i].tail : head;
+    while (last->m_pNext) last = last->m_pNext;
+    last->m_pNext = element;
+    if (i == m_nListTails) {
+        if (m_nListTails < kListTails) ++m_nListTails; // when full, the oldest is forgotten
+        i = m_nListTails - 1;
+    }
+    for (; i > 0; --i) m_ListTails[i] = m_ListTails[i - 1];
+    m_ListTails[0] = ListTail{head, element ? element : last};
 }
 
 void CParseTree::SetError(const std::string& text) {

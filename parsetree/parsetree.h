@@ -63,6 +63,11 @@ public:
         return node;
     }
     CSQLToken* GetCurrentToken() const { return m_pCurrentToken; }
+
+    // Links element behind the last element of the list that starts at head, as
+    // head->AppendNext(element) does, but without walking the list in the parse's own
+    // order of appends: the tree remembers where the lists it extended last end.
+    void AppendToList(CSQLNode* head, CSQLNode* element);
     // What the scanner hands on: a value becomes the current token (public, so that the
     // parse's own scan calls it directly).
     void ScannedValue(int32_t code, const char* text, size_t length) final { CreateToken(code, text, length); }
@@ -149,6 +154,17 @@ private:
             for (size_t i = 0; i < n; ++i) to[i] = from[i];
         }
     }
+
+    // Where the lists extended last end, the latest first. Lists nest, so the list that a
+    // parse extends is nearly always the latest one or one of the few before it; any other
+    // is walked once from its head and then remembered.
+    struct ListTail {
+        CSQLNode* head;
+        CSQLNode* tail;
+    };
+    static constexpr size_t kListTails = 16;
+    ListTail m_ListTails[kListTails];
+    size_t m_nListTails = 0;
 
     CArena m_Arena;
     size_t m_nLastLength = 0; // of the statement parsed last
