@@ -76,8 +76,9 @@ namespace {
 #if defined(__SSE2__)
 // The number of characters before the first NUL. Reads whole aligned 16-byte blocks, which
 // never cross a page boundary, so it may look at bytes past the NUL in the block that holds
-// it: those are not the text's, which is why the address checker is told to let it be.
-__attribute__((no_sanitize_address)) size_t WideLength(const OLECHAR* text) {
+// it: those are not the text's, which is why the address and thread checkers are told to
+// let it be.
+__attribute__((no_sanitize_address, no_sanitize_thread)) size_t WideLength(const OLECHAR* text) {
     const OLECHAR* p = text;
     while (reinterpret_cast<uintptr_t>(p) % 16 != 0) {
         if (!*p) return static_cast<size_t>(p - text);
