@@ -195,10 +195,10 @@ int32_t CParseTree::ParseNarrow(const char* text, size_t length) {
 // Storage for a statement of length bytes: what the previous statement used is kept when
 // this one is at least half as long (huge statements in a row reuse memory that is mapped
 // already), and given back otherwise. The arrays are reserved from the length, so that a
-// huge statement's arrays are not moved while they grow: statements have about a third
-// of a node per byte and a tenth of a value token, and seldom more than one node per byte
-// and a token per two bytes plus those of a handful of bytes. Most statements keep within that (it is only a reserve:
-// the arrays grow when a statement needs more, set operations over bare table names do).
+// huge statement's arrays are not moved while they grow: statements have about a third of
+// a node and a tenth of a value token per byte, and seldom more than a node per byte and a
+// token per two bytes beyond those of their first few bytes. It is only a reserve: the
+// arrays grow when a statement needs more (set operations over bare table names do).
 void CParseTree::PrepareTree(size_t length) {
     if (length < m_nLastLength / 2) {
         m_Arena.Trim(0);

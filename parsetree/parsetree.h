@@ -28,8 +28,9 @@ enum PARSE_RESULT : int32_t {
 
 class CParseTree : public CScanSink, public CObject {
 public:
-    // The longest token text a tree keeps (a token counts its text in 32 bits).
-    static constexpr size_t kMaxTokenLength = UINT32_MAX - 1;
+    // The longest token text a tree keeps: no longer than the longest statement, and a
+    // token counts its text in 32 bits.
+    static constexpr size_t kMaxTokenLength = 0x7FFFFFF0;
 
     CParseTree();
     ~CParseTree() override;
