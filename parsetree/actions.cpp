@@ -108,15 +108,15 @@ private:
     CSQLNode* OrderDesc(CSQLNode* item) { return New(NODE_KIND_ORDER_DESC, "OrderDESC", item, nullptr); }
 
     // Lists: the first element stands for the list.
-    static CSQLNode* Append(CSQLNode* list, CSQLNode* element) {
-        list->AppendNext(element);
+    CSQLNode* Append(CSQLNode* list, CSQLNode* element) {
+        m_Tree.AppendToList(list, element);
         return list;
     }
     static CSQLNode* ColumnDefinition(CSQLNode* name, CSQLNode* type) {
         name->m_pLeft = type;
         return name;
     }
-    static CSQLNode* AppendColumnDefinition(CSQLNode* list, CSQLNode* name, CSQLNode* type) {
+    CSQLNode* AppendColumnDefinition(CSQLNode* list, CSQLNode* name, CSQLNode* type) {
         return Append(list, ColumnDefinition(name, type));
     }
 

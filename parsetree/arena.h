@@ -1,6 +1,9 @@
 // A bump allocator for the tokens, token texts and nodes of one parse. Reset keeps blocks
 // up to a fixed total, so a parser that handles statement after statement allocates
-// nothing in steady state, while the memory of a huge statement is given back.
+// nothing in steady state, while the memory of a huge statement is given back. Rewind
+// keeps every block, for a parse tree that decides what to give back once it knows the
+// length of the next statement (Trim): huge statements in a row then reuse memory that is
+// already mapped instead of faulting fresh pages in.
 #pragma once
 
 #include <cstddef>
@@ -30,13 +33,33 @@ public:
 
     // Frees every allocation at once; blocks beyond the kept total go back to the heap.
     void Reset() {
-        size_t kept = 0, n = 0;
-        while (n < m_Blocks.size() && kept + m_Blocks[n].size <= kKeptBytes) kept += m_Blocks[n++].size;
-        for (size_t i = n; i < m_Blocks.size(); ++i) ::operator delete(m_Blocks[i].data);
-        m_Blocks.resize(n);
+        Rewind();
+        Trim(0);
+    }
+
+    // Frees every allocation at once and keeps every block.
+    void Rewind() {
         m_nCurrent = 0;
         m_pFree = m_Blocks.empty() ? nullptr : m_Blocks[0].data;
         m_nLeft = m_Blocks.empty() ? 0 : m_Blocks[0].size;
+    }
+
+    // After a Rewind (nothing allocated since): gives back the blocks beyond keep bytes in
+    // all, or beyond the kept total when that is larger.
+    void Trim(size_t keep) {
+        if (keep < kKeptBytes) keep = kKeptBytes;
+        size_t kept = 0, n = 0;
+        while (n < m_Blocks.size() && kept + m_Blocks[n].size <= keep) kept += m_Blocks[n++].size;
+        for (size_t i = n; i < m_Blocks.size(); ++i) ::operator delete(m_Blocks[i].data);
+        m_Blocks.resize(n);
+        Rewind();
+    }
+
+    // Bytes in blocks handed out since the last Rewind, the current block counted whole.
+    size_t BytesInUse() const {
+        size_t bytes = 0;
+        for (size_t i = 0; i < m_Blocks.size() && i <= m_nCurrent; ++i) bytes += m_Blocks[i].size;
+        return bytes;
     }
 
     size_t BlockCount() const { return m_Blocks.size(); }
@@ -54,7 +77,7 @@ private:
 
     // Moves on to the next kept block that has room, or adds a block; blocks grow twofold
     // up to kLargestBlock (more for a single larger request).
-    void NextBlock(size_t atLeast) {
+    [[gnu::noinline]] void NextBlock(size_t atLeast) {
         while (m_nCurrent + 1 < m_Blocks.size()) {
             const Block& b = m_Blocks[++m_nCurrent];
             if (b.size >= atLeast) {

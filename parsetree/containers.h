@@ -2,6 +2,9 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,21 +12,58 @@
 
 #include "parsetree/object.h"
 
-// An ordered, growable, contiguous array of pointers in insertion order.
+// An ordered, growable, contiguous array of pointers in insertion order. Add is the parse's
+// hot path: its growth is kept out of line so that the common case stays a store and an
+// increment.
 template <class T> class CObArrayTempl : public CObject {
 public:
-    void Add(T p) { m_Items.push_back(p); }
-    size_t GetSize() const { return m_Items.size(); }
-    T GetAt(size_t i) const { return m_Items[i]; }
-    // Empties the array; storage grown by a huge parse is given back.
-    void RemoveAll() {
-        m_Items.clear();
-        if (m_Items.capacity() > kKeptCapacity) std::vector<T>().swap(m_Items);
+    CObArrayTempl() = default;
+    ~CObArrayTempl() override { ::operator delete(m_pData); }
+
+    void Add(T p) {
+        if (m_pEnd == m_pLimit) Grow(GetSize() + 1);
+        *m_pEnd++ = p;
+    }
+    size_t GetSize() const { return static_cast<size_t>(m_pEnd - m_pData); }
+    T GetAt(size_t i) const { return m_pData[i]; }
+    // Room for n elements in all, so that adding up to n moves nothing. A capacity of a
+    // few hundred kilobytes and more is mapped on first touch, so a reserve that a parse
+    // does not fill costs address space rather than memory. Throws std::bad_alloc.
+    void Reserve(size_t n) {
+        if (n > Capacity()) Reallocate(n);
+    }
+    size_t Capacity() const { return static_cast<size_t>(m_pLimit - m_pData); }
+    // Empties the array and keeps its storage.
+    void RemoveAll() { m_pEnd = m_pData; }
+    // Gives the storage of an empty array back when it is larger than a statement of
+    // ordinary size needs.
+    void Trim() {
+        if (m_pEnd != m_pData || Capacity() <= kKeptCapacity) return;
+        ::operator delete(m_pData);
+        m_pData = m_pEnd = m_pLimit = nullptr;
     }
 
 private:
     static constexpr size_t kKeptCapacity = 1 << 16;
-    std::vector<T> m_Items;
+
+    [[gnu::noinline]] void Grow(size_t needed) {
+        const size_t capacity = Capacity();
+        Reallocate(std::max(needed, capacity < 64 ? size_t(64) : capacity * 2));
+    }
+    void Reallocate(size_t capacity) {
+        if (capacity > SIZE_MAX / sizeof(T)) throw std::bad_alloc();
+        T* data = static_cast<T*>(::operator new(capacity * sizeof(T)));
+        const size_t size = GetSize();
+        if (size) std::memcpy(data, m_pData, size * sizeof(T));
+        ::operator delete(m_pData);
+        m_pData = data;
+        m_pEnd = data + size;
+        m_pLimit = data + capacity;
+    }
+
+    T* m_pData = nullptr;
+    T* m_pEnd = nullptr;
+    T* m_pLimit = nullptr;
 };
 
 // A map from narrow-string keys to pointers, in byte-wise key order; the first value

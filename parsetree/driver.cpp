@@ -12,6 +12,7 @@
 #include "parsetree/densetables.h"
 #include "parsetree/parsetree.h"
 #include "parsetree/reporttext.h"
+#include "scanner/commontokens.h"
 #include "scanner/grammar_tables.h"
 #include "scanner/scanner.h"
 #include "scanner/symbols.h"
@@ -150,7 +151,7 @@ bool Driver::Grow() {
 
 // Reads the next token: returns its code (kEndOfInput at the end) and sets its symbol.
 inline int Driver::ReadToken(int& symbol) {
-    const int code = m_Scanner.yylex();
+    const int code = m_Scanner.NextToken(m_Tree);
     const int lookahead = code <= 0 ? kEndOfInput : code;
     symbol = SymbolOfTokenCode(lookahead);
     return lookahead;

@@ -28,6 +28,10 @@ enum PARSE_RESULT : int32_t {
 
 class CParseTree : public CScanSink, public CObject {
 public:
+    // The longest token text a tree keeps: no longer than the longest statement, and a
+    // token counts its text in 32 bits.
+    static constexpr size_t kMaxTokenLength = 0x7FFFFFF0;
+
     CParseTree();
     ~CParseTree() override;
 
@@ -41,25 +45,33 @@ public:
     void CreateToken(int32_t code, const char* text);
     // Records a token with a copy of text[0, length) as the current token.
     void CreateToken(int32_t code, const char* text, size_t length) {
-        // The token and its text share one arena allocation; the text is NUL-terminated.
+        // The token and its text share one arena allocation, the text (NUL-terminated)
+        // right behind the token.
+        if (length > kMaxTokenLength) throw std::bad_alloc();
         char* memory = static_cast<char*>(m_Arena.Allocate(sizeof(CSQLToken) + length + 1));
         char* copy = memory + sizeof(CSQLToken);
-        if (length) std::memcpy(copy, text, length);
+        CopyText(copy, text, length);
         copy[length] = '\0';
-        CSQLToken* token = new (memory) CSQLToken(code, copy, length);
+        CSQLToken* token = new (memory) CSQLToken(code, static_cast<uint32_t>(length));
         m_Tokens.Add(token);
         m_pCurrentToken = token;
     }
     // Creates a node whose name is the static text name; leaf kinds take the current token.
     CSQLNode* CreateNode(int32_t kind, const char* name) {
-        CSQLNode* node = new (m_Arena.Allocate(sizeof(CSQLNode))) CSQLNode();
+        CSQLNode* node = new (m_Arena.Allocate(sizeof(CSQLNode)))
+            CSQLNode(kind, name ? name : "", IsLeafKind(kind) ? m_pCurrentToken : nullptr);
         m_Nodes.Add(node);
-        node->m_strName = name ? name : "";
-        node->m_nKind = kind;
-        if (IsLeafKind(kind)) node->m_pToken = m_pCurrentToken;
         return node;
     }
     CSQLToken* GetCurrentToken() const { return m_pCurrentToken; }
+
+    // Links element behind the last element of the list that starts at head, as
+    // head->AppendNext(element) does, but without walking the list in the parse's own
+    // order of appends: the tree remembers where the lists it extended last end.
+    void AppendToList(CSQLNode* head, CSQLNode* element);
+    // What the scanner hands on: a value becomes the current token (public, so that the
+    // parse's own scan calls it directly).
+    void ScannedValue(int32_t code, const char* text, size_t length) final { CreateToken(code, text, length); }
 
     void SetNamedNode(const char* key, CSQLNode* node) { m_NamedNodes.SetAt(key, node); }
     CSQLNode* LookupNamedNode(const char* key) const { return m_NamedNodes.Lookup(key); }
@@ -99,9 +111,8 @@ public:
     std::vector<CSQLNode*>& ValueStack() { return m_Values; }
 
 private:
-    // What the scanner hands on: a value becomes the current token, and an error found by
-    // the scanner is kept like any other (the first one wins).
-    void ScannedValue(int32_t code, const char* text, size_t length) final { CreateToken(code, text, length); }
+    // What the scanner hands on: an error found by the scanner is kept like any other (the
+    // first one wins).
     bool WantsError() const final { return !HasError(); }
     void ScanError(const std::string& text) final { SetError(text); }
 
@@ -119,11 +130,45 @@ private:
     size_t FillWide(const OLECHAR* text);
     size_t FillNarrow(const char* text, size_t length);
     int32_t ParseInput(size_t length, std::ostream* echo);
+    void PrepareTree(size_t length);
     // Parses a statement again that failed without a trace, keeping one (see SetTraceKept);
     // fill makes the scan buffer again, since the scanner works in it.
     template <class Fill> int32_t ParseAgainForReport(int32_t result, Fill fill);
 
+    // Copies the n bytes of a token's text; short texts, most of them, without a call.
+    static void CopyText(char* to, const char* from, size_t n) {
+        if (n > 16) {
+            std::memcpy(to, from, n);
+        } else if (n >= 8) {
+            uint64_t head, tail;
+            std::memcpy(&head, from, 8);
+            std::memcpy(&tail, from + n - 8, 8);
+            std::memcpy(to, &head, 8);
+            std::memcpy(to + n - 8, &tail, 8);
+        } else if (n >= 4) {
+            uint32_t head, tail;
+            std::memcpy(&head, from, 4);
+            std::memcpy(&tail, from + n - 4, 4);
+            std::memcpy(to, &head, 4);
+            std::memcpy(to + n - 4, &tail, 4);
+        } else {
+            for (size_t i = 0; i < n; ++i) to[i] = from[i];
+        }
+    }
+
+    // Where the lists extended last end, the latest first. Lists nest, so the list that a
+    // parse extends is nearly always the latest one or one of the few before it; any other
+    // is walked once from its head and then remembered.
+    struct ListTail {
+        CSQLNode* head;
+        CSQLNode* tail;
+    };
+    static constexpr size_t kListTails = 16;
+    ListTail m_ListTails[kListTails];
+    size_t m_nListTails = 0;
+
     CArena m_Arena;
+    size_t m_nLastLength = 0; // of the statement parsed last
     // The statement being parsed, with the two closing NULs the scanner needs; the
     // scanner reads it in place.
     std::string m_Input;

@@ -1,10 +1,9 @@
 #include "parsetree/sqlnode.h"
 
 void CSQLNode::AppendNext(CSQLNode* node) {
-    CSQLNode* last = m_pTailHint ? m_pTailHint : this;
+    CSQLNode* last = this;
     while (last->m_pNext) last = last->m_pNext;
     last->m_pNext = node;
-    m_pTailHint = node ? node : last;
 }
 
 void CSQLNode::AppendAttach(CSQLNode* node) {

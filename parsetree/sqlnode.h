@@ -9,8 +9,11 @@
 class CSQLNode final : public CObject {
 public:
     CSQLNode() = default;
+    // A node of the given kind and static name over token (null for non-leaf kinds).
+    CSQLNode(int32_t kind, const char* name, CSQLToken* token) : m_pToken(token), m_nKind(kind), m_strName(name) {}
 
-    // Walk along m_pNext to the last element and link node behind it.
+    // Walk along m_pNext to the last element and link node behind it. (The actions build
+    // their lists through CParseTree::AppendToList, which need not walk.)
     void AppendNext(CSQLNode* node);
     // The same along m_pAttach.
     void AppendAttach(CSQLNode* node);
@@ -27,9 +30,4 @@ public:
     // Names are the fixed strings of the node catalog, so the node keeps a pointer to the
     // static text rather than a copy.
     const char* m_strName = "";
-
-private:
-    // Where the last AppendNext on this node ended: the list rules append to the head of a
-    // growing list, and starting the walk here keeps a list of n elements O(n) to build.
-    CSQLNode* m_pTailHint = nullptr;
 };

@@ -32,6 +32,11 @@ public:
 
     int yylex() override;
 
+    // The next token, as yylex returns it: the common tokens are scanned directly (see
+    // commontokens.h, which defines this), their values handed to sink (a CScanSink or a
+    // class with the same ScannedValue), and the others through the rules.
+    template <class Sink> int NextToken(Sink& sink);
+
     // Where the token read last starts, as a byte offset into the text of the last Start;
     // the text's length once the end of the text has been read.
     size_t TokenOffset() const {
@@ -45,7 +50,11 @@ protected:
     void LexerError(const char* message) override;
 
 private:
+    // flex keeps start condition s as 1 + 2 s; the initial condition is 0.
+    static constexpr int kInitialStart = 1;
+
     int BeforeToken();
+    template <class Sink> int ScanCommonToken(Sink& sink);
     // Hands the value of the token being scanned to the sink.
     void Record(int code, const char* text, size_t length) { m_pSink->ScannedValue(code, text, length); }
     void RecordCaseStateParenthesised();
@@ -55,5 +64,6 @@ private:
     CScanSink* m_pSink;
     const char* m_pText = nullptr; // the text of the last Start and its length
     size_t m_nLength = 0;
+    const char* m_pLimit = nullptr; // the end of the text and its two NULs
     std::string m_Copy; // the text of a scanner made over a copy
 };

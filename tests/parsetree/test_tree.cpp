@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ctime>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -88,6 +89,54 @@ TEST(Arena, BlocksBeyondTheKeptTotalAreGivenBack) {
         void* p = arena.Allocate(size);
         EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % alignof(void*), 0u);
     }
+
+    // Rewind keeps every block, over the kept total too; Trim then gives back what is
+    // beyond the larger of its bound and that total.
+    arena.Reset();
+    for (int i = 0; i < 6; ++i) arena.Allocate(1u << 20);
+    const size_t many = arena.BlockCount();
+    arena.Rewind();
+    EXPECT_EQ(arena.BlockCount(), many);
+    arena.Trim(size_t(4) << 20);
+    EXPECT_LT(arena.BlockCount(), many);
+    EXPECT_LE(arena.BytesInUse(), size_t(4) << 20);
+    arena.Trim(0);
+    EXPECT_LE(arena.BytesInUse(), size_t(2) << 20);
+}
+
+// A huge statement's storage serves the next statement of about its length (the nodes
+// land where they were) and is given back when a short one follows.
+TEST(Arena, TreeKeepsStorageForStatementsOfSimilarLength) {
+    const auto inList = [](int n) {
+        std::string text = "SELECT a FROM t WHERE a IN (0";
+        for (int i = 1; i < n; ++i) text += "," + std::to_string(i);
+        return text + ")";
+    };
+    CParseTree tree;
+    ASSERT_EQ(ParseInto(tree, inList(100000)), 0);
+    const CSQLNode* first = tree.Nodes().GetAt(0);
+    const size_t capacity = tree.Nodes().Capacity();
+    EXPECT_GE(capacity, tree.Nodes().GetSize());
+    ASSERT_EQ(ParseInto(tree, inList(70000)), 0);
+    EXPECT_EQ(tree.Nodes().GetAt(0), first);
+    EXPECT_EQ(tree.Nodes().Capacity(), capacity);
+    ASSERT_EQ(ParseInto(tree, "SELECT a FROM t"), 0);
+    EXPECT_LT(tree.Nodes().Capacity(), capacity / 4);
+}
+
+// Each token's text lies right behind it, NUL-terminated, whatever its length (the copy
+// takes different paths below 4, 8 and 16 bytes).
+TEST(Tree, TokenTextsOfEveryLength) {
+    std::string text = "SELECT ''";
+    for (size_t n = 1; n <= 40; ++n) text += ", " + std::string(n, static_cast<char>('a' + n % 26));
+    CParseTree tree;
+    ASSERT_EQ(ParseInto(tree, text + " FROM t"), 0);
+    ASSERT_EQ(tree.Tokens().GetSize(), 42u);
+    for (size_t n = 0; n <= 40; ++n) {
+        const std::string_view t = tree.Tokens().GetAt(n)->Text();
+        EXPECT_EQ(t, std::string(n, static_cast<char>('a' + n % 26))) << n;
+        EXPECT_EQ(t.data()[t.size()], '\0') << n;
+    }
 }
 
 // The length of the chain from node through link while nodes are of the given kinds.
@@ -129,6 +178,52 @@ TEST(Deep, LongChainsAreBuiltWhole) {
         ASSERT_EQ(ParseInto(tree, c.text), 0) << c.text.substr(0, 40);
         EXPECT_EQ(c.length(tree.GetRoot()), c.expected) << c.text.substr(0, 40);
     }
+}
+
+// Lists are extended without walking them while the tree remembers where they end. Here
+// every element of the outer table list holds more inner lists (a USING list and IN
+// lists) than the tree remembers, so the outer list's end is forgotten between appends.
+TEST(Deep, ListsInterleavedWithManyInnerLists) {
+    std::string text = "SELECT * FROM ";
+    for (int i = 0; i < 30; ++i) {
+        text += i ? ", t JOIN u USING (c" : "t JOIN u USING (c";
+        for (int k = 1; k <= i; ++k) text += ", c";
+        text += ") JOIN v ON a IN (0, 1)";
+        for (int k = 0; k < 20; ++k) text += " AND a IN (0, 1)";
+    }
+    CParseTree tree;
+    ASSERT_EQ(ParseInto(tree, text), 0);
+    size_t i = 0;
+    for (const CSQLNode* t = Tables(tree.GetRoot()); t; t = t->m_pNext, ++i) {
+        ASSERT_EQ(t->m_nKind, NODE_KIND_INNER_JOIN);
+        const CSQLNode* on = t->m_pAttach->m_pAttach;
+        EXPECT_EQ(Chain(on, &CSQLNode::m_pLeft, {NODE_KIND_AND}), 20u) << i;
+        for (const CSQLNode* c = on; c->m_nKind == NODE_KIND_AND; c = c->m_pLeft)
+            ASSERT_EQ(Chain(c->m_pRight, &CSQLNode::m_pLeft, {NODE_KIND_OR}), 1u) << i;
+        EXPECT_EQ(Chain(t->m_pLeft->m_pAttach->m_pAttach, &CSQLNode::m_pNext, {NODE_KIND_IDENTIFIER}), i + 1);
+    }
+    EXPECT_EQ(i, 30u);
+}
+
+// Appending to a list costs the same however long the list is: a list of 50,000 elements
+// takes about as long as ten of 5,000 (a walk per append would take a thousand times as
+// long). A round that meets the bound ends the test; at most three are tried.
+TEST(Deep, ListBuildingStaysLinear) {
+    const auto cpuSecondsToParse = [](const std::string& text, int times) {
+        CParseTree tree;
+        const std::clock_t start = std::clock();
+        for (int i = 0; i < times; ++i) EXPECT_EQ(ParseInto(tree, text), 0);
+        return double(std::clock() - start) / CLOCKS_PER_SEC;
+    };
+    const std::string longList = Repeat("SELECT c", ", c#", 49999, " FROM t");
+    const std::string shortList = Repeat("SELECT c", ", c#", 4999, " FROM t");
+    double longTime = 0, shortTime = 0;
+    for (int round = 0; round < 3; ++round) {
+        shortTime = cpuSecondsToParse(shortList, 10);
+        longTime = cpuSecondsToParse(longList, 1);
+        if (longTime < 4 * shortTime + 0.05) break;
+    }
+    EXPECT_LT(longTime, 4 * shortTime + 0.05);
 }
 
 TEST(Deep, HundredThousandValueInListShareTheTestedColumn) {
