@@ -1,7 +1,7 @@
 #include "tools/walker.h"
 
 #include <cstddef>
-#include <set>
+#include <unordered_set>
 #include <type_traits>
 #include <vector>
 
@@ -19,6 +19,8 @@ struct ListAccess {
 
 enum VALUE_KIND { VALUE_ABSENT, VALUE_TEXT, VALUE_NUMBER, VALUE_ENUMERATION, VALUE_OBJECT, VALUE_LIST };
 
+// One value lives as long as the walk and is read again for every property, so that its
+// text keeps its buffer: a walk allocates no memory per text.
 struct Value {
     VALUE_KIND kind = VALUE_ABSENT;
     std::string text;
@@ -26,6 +28,13 @@ struct Value {
     const char* valueName = nullptr;   // VALUE_ENUMERATION
     IDispatch* object = nullptr;       // VALUE_OBJECT, VALUE_LIST: one reference, the walk's
     const ListAccess* list = nullptr;  // VALUE_LIST
+
+    // Ready for the next property; the text's buffer stays.
+    void Reset() {
+        kind = VALUE_ABSENT;
+        text.clear();
+        object = nullptr;
+    }
 };
 
 using Reader = void (*)(IUnknown* self, Value& value);
@@ -33,6 +42,7 @@ using Reader = void (*)(IUnknown* self, Value& value);
 enum PROPERTY_FLAGS : unsigned {
     PROPERTY_ALWAYS = 0,
     PROPERTY_UNLESS_EMPTY = 1, // a text property left out when it is empty
+    PROPERTY_OBJECTS = 2,      // an object or a list: the walk may go into it
 };
 
 struct Property {
@@ -58,17 +68,12 @@ template <auto Get> HRESULT Call(IUnknown* self, TypeOf<Get>* out) {
     return (static_cast<InterfaceOf<Get>*>(self)->*Get)(out);
 }
 
-std::string TakeText(BSTR text) {
-    std::string utf8 = Utf16ToUtf8(text, SysStringLen(text));
-    SysFreeString(text);
-    return utf8;
-}
-
 template <auto Get> void ReadText(IUnknown* self, Value& value) {
     BSTR text = nullptr;
     Call<Get>(self, &text);
     value.kind = VALUE_TEXT;
-    value.text = TakeText(text);
+    AssignUtf16AsUtf8(value.text, text, SysStringLen(text));
+    SysFreeString(text);
 }
 
 template <auto Get> void ReadNumber(IUnknown* self, Value& value) {
@@ -137,8 +142,8 @@ const char* const kItemTypes[] = {"AGGREGATEFUNCTION", "SELECTSTAR", "COLUMNIDEN
 #define WALK_TEXT(itf, name) {#name, &ReadText<&itf::get_##name>, PROPERTY_ALWAYS}
 #define WALK_NUMBER(itf, name) {#name, &ReadNumber<&itf::get_##name>, PROPERTY_ALWAYS}
 #define WALK_ENUMERATION(itf, name, names) {#name, &ReadEnumeration<&itf::get_##name, names>, PROPERTY_ALWAYS}
-#define WALK_OBJECT(itf, name) {#name, &ReadObject<&itf::get_##name>, PROPERTY_ALWAYS}
-#define WALK_LIST(itf, name) {#name, &ReadList<&itf::get_##name>, PROPERTY_ALWAYS}
+#define WALK_OBJECT(itf, name) {#name, &ReadObject<&itf::get_##name>, PROPERTY_OBJECTS}
+#define WALK_LIST(itf, name) {#name, &ReadList<&itf::get_##name>, PROPERTY_OBJECTS}
 
 const Property kParser[] = {
     WALK_ENUMERATION(IParser, StatementType, kStatementTypes),
@@ -180,7 +185,7 @@ const Property kSetOperationsStmt[] = {
 };
 const Property kGenericStack[] = {
     {"AsName", &ReadText<&IGenericStack::get_AsName>, PROPERTY_UNLESS_EMPTY},
-    {"Items", &ReadStackItems, PROPERTY_ALWAYS},
+    {"Items", &ReadStackItems, PROPERTY_OBJECTS},
 };
 const Property kOrderByObj[] = {WALK_NUMBER(IOrderByObj, Asc), WALK_OBJECT(IOrderByObj, ColumnIdent)};
 const Property kUpdateItem[] = {WALK_OBJECT(IUpdateItem, ColumnIdent), WALK_OBJECT(IUpdateItem, ExpressionStack)};
@@ -213,15 +218,19 @@ const Property kSetOperator[] = {WALK_NUMBER(ISetOperator, SetOperator)};
 #undef WALK_OBJECT
 #undef WALK_LIST
 
-// The properties of one interface.
+// The properties of one interface. An object whose shapes hold no object or list property
+// cannot lead back to itself, so the walk keeps no record of it while it is open.
 struct Shape {
     const IID* iid;
     const Property* properties;
     size_t count;
+    bool holdsObjects;
 };
 
-template <size_t N> constexpr Shape ShapeOf(const IID& iid, const Property (&properties)[N]) {
-    return {&iid, properties, N};
+template <size_t N> Shape ShapeOf(const IID& iid, const Property (&properties)[N]) {
+    bool holdsObjects = false;
+    for (const Property& property : properties) holdsObjects |= (property.flags & PROPERTY_OBJECTS) != 0;
+    return {&iid, properties, N, holdsObjects};
 }
 
 // The objects that are not expression items, in the order they are told apart, and the
@@ -268,9 +277,47 @@ const Shape kExpressionItemShape = ShapeOf(IID_IExpressionItem, kExpressionItem)
 // ---------------------------------------------------------------------------------------
 // The walk.
 
+// The objects being walked that hold objects (by their IUnknown identity), from the
+// outermost to the current one: an object that holds one of them is not walked into again.
+// Objects open and close last in, first out. The path is searched from its end while it is
+// short (a parsed statement nests a few levels); a deeper path, which only a host that
+// nests its own stacks can make, is also kept in a hash set.
+class COpenObjects {
+public:
+    COpenObjects() { m_Path.reserve(kLinear); }
+
+    // False when key is open already.
+    bool Open(IUnknown* key) {
+        if (m_Path.size() < kLinear) {
+            for (IUnknown* open : m_Path)
+                if (open == key) return false;
+        } else {
+            if (m_Index.empty()) m_Index.insert(m_Path.begin(), m_Path.end());
+            if (!m_Index.insert(key).second) return false;
+        }
+        m_Path.push_back(key);
+        return true;
+    }
+    // Closes the object opened last.
+    void CloseLast() {
+        IUnknown* closed = m_Path.back();
+        m_Path.pop_back();
+        if (m_Index.empty()) return;
+        if (m_Path.size() < kLinear)
+            m_Index.clear();
+        else
+            m_Index.erase(closed);
+    }
+
+private:
+    static constexpr size_t kLinear = 32;
+    std::vector<IUnknown*> m_Path;
+    std::unordered_set<IUnknown*> m_Index;
+};
+
 class CWalk {
 public:
-    explicit CWalk(CModelVisitor& visitor) : m_Visitor(visitor) {}
+    explicit CWalk(CModelVisitor& visitor) : m_Visitor(visitor) { m_Frames.reserve(kFirstFrames); }
     ~CWalk() {
         for (Frame& frame : m_Frames)
             if (frame.self) frame.self->Release();
@@ -281,6 +328,8 @@ public:
     void Run();
 
 private:
+    // Frames of a statement's walk: a few per level of nesting.
+    static constexpr size_t kFirstFrames = 32;
     enum FRAME_KIND { FRAME_PROPERTIES, FRAME_ELEMENTS, FRAME_END_OBJECT };
     struct Frame {
         FRAME_KIND kind;
@@ -289,62 +338,72 @@ private:
         const Property* end;
         const ListAccess* list;    // FRAME_ELEMENTS: the next index and the last one
         LONG index, count;
-        IUnknown* identity;        // FRAME_END_OBJECT: the object's key in m_Open
+        bool opened;               // FRAME_END_OBJECT: the object is in m_Open
     };
 
-    bool PushProperties(IDispatch* object, const Shape& shape);
+    void PushProperties(IUnknown* self, const Shape& shape);
     void Report(const char* name, unsigned flags, Value& value);
     void Element(const VARIANT& element);
     void Step();
 
     CModelVisitor& m_Visitor;
     std::vector<Frame> m_Frames;
-    // The objects being walked (by their IUnknown identity), from the outermost to the
-    // current one: an object that holds one of them is not walked into again.
-    std::set<IUnknown*> m_Open;
+    COpenObjects m_Open;
+    Value m_Value; // the property being read
 };
 
 // Frames run last in, first out: the end of the object first, then its shapes' properties
-// in reverse order, so the first shape's properties come first.
+// in reverse order, so the first shape's properties come first. The interface an object is
+// recognised by is the one its first shape is read through.
 void CWalk::Object(const char* name, IDispatch* object) {
     const Shape* shapes[2] = {};
+    IUnknown* first = nullptr; // shapes[0]'s interface, one reference
     if (IExpressionItem* item = nullptr;
         SUCCEEDED(object->QueryInterface(IID_IExpressionItem, reinterpret_cast<void**>(&item)))) {
         EXPRESSIONITEM_TYPE type = EXPRESSIONITEM_TYPE_AGGREGATEFUNCTION;
         const HRESULT hr = item->get_ItemType(&type);
-        item->Release();
         shapes[0] = &kExpressionItemShape;
+        first = item;
         for (const ItemShape& entry : kItemShapes)
             if (SUCCEEDED(hr) && entry.type == type) shapes[1] = &entry.shape;
     } else {
         for (const Shape& shape : kObjectShapes) {
             IUnknown* probe = nullptr;
             if (FAILED(object->QueryInterface(*shape.iid, reinterpret_cast<void**>(&probe)))) continue;
-            probe->Release();
             shapes[0] = &shape;
+            first = probe;
             break;
         }
     }
-    IUnknown* identity = nullptr;
-    if (shapes[0] && SUCCEEDED(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity))))
-        identity->Release(); // a key only: the frame below holds the object
-    if (!shapes[0] || !m_Open.insert(identity).second) {
+    bool opened = false;
+    if (shapes[0] && (shapes[0]->holdsObjects || (shapes[1] && shapes[1]->holdsObjects))) {
+        IUnknown* identity = nullptr;
+        if (SUCCEEDED(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity))))
+            identity->Release(); // a key only: the frame below holds the object
+        opened = m_Open.Open(identity);
+        if (!opened) {
+            first->Release();
+            object->Release();
+            m_Visitor.Text(name, "<cycle>");
+            return;
+        }
+    }
+    if (!shapes[0]) {
         object->Release();
-        m_Visitor.Text(name, shapes[0] ? "<cycle>" : "<object>");
+        m_Visitor.Text(name, "<object>");
         return;
     }
     m_Visitor.BeginObject(name, object);
-    m_Frames.push_back({FRAME_END_OBJECT, object, nullptr, nullptr, nullptr, 0, 0, identity});
-    if (shapes[1]) PushProperties(object, *shapes[1]);
-    PushProperties(object, *shapes[0]);
+    m_Frames.push_back({FRAME_END_OBJECT, object, nullptr, nullptr, nullptr, 0, 0, opened});
+    if (IUnknown* second = nullptr;
+        shapes[1] && SUCCEEDED(object->QueryInterface(*shapes[1]->iid, reinterpret_cast<void**>(&second))))
+        PushProperties(second, *shapes[1]);
+    PushProperties(first, *shapes[0]);
 }
 
-bool CWalk::PushProperties(IDispatch* object, const Shape& shape) {
-    IUnknown* self = nullptr;
-    if (FAILED(object->QueryInterface(*shape.iid, reinterpret_cast<void**>(&self)))) return false;
+void CWalk::PushProperties(IUnknown* self, const Shape& shape) {
     m_Frames.push_back(
-        {FRAME_PROPERTIES, self, shape.properties, shape.properties + shape.count, nullptr, 0, 0, nullptr});
-    return true;
+        {FRAME_PROPERTIES, self, shape.properties, shape.properties + shape.count, nullptr, 0, 0, false});
 }
 
 void CWalk::Report(const char* name, unsigned flags, Value& value) {
@@ -360,7 +419,7 @@ void CWalk::Report(const char* name, unsigned flags, Value& value) {
         LONG count = 0;
         value.list->count(value.object, &count);
         m_Visitor.BeginList(name, count < 0 ? 0 : count);
-        m_Frames.push_back({FRAME_ELEMENTS, value.object, nullptr, nullptr, value.list, 1, count, nullptr});
+        m_Frames.push_back({FRAME_ELEMENTS, value.object, nullptr, nullptr, value.list, 1, count, false});
         return;
     }
     }
@@ -368,7 +427,8 @@ void CWalk::Report(const char* name, unsigned flags, Value& value) {
 
 void CWalk::Element(const VARIANT& element) {
     if (V_VT(&element) == VT_BSTR) {
-        m_Visitor.Text(nullptr, Utf16ToUtf8(V_BSTR(&element), SysStringLen(V_BSTR(&element))));
+        AssignUtf16AsUtf8(m_Value.text, V_BSTR(&element), SysStringLen(V_BSTR(&element)));
+        m_Visitor.Text(nullptr, m_Value.text);
         return;
     }
     if (V_VT(&element) != VT_DISPATCH || !V_DISPATCH(&element)) {
@@ -384,9 +444,9 @@ void CWalk::Step() {
     Frame& frame = m_Frames.back();
     if (frame.kind == FRAME_PROPERTIES && frame.next != frame.end) {
         const Property& property = *frame.next++;
-        Value value;
-        property.read(frame.self, value); // frame may move from here on: Report pushes
-        Report(property.name, property.flags, value);
+        m_Value.Reset();
+        property.read(frame.self, m_Value); // frame may move from here on: Report pushes
+        Report(property.name, property.flags, m_Value);
         return;
     }
     if (frame.kind == FRAME_ELEMENTS && frame.index <= frame.count) {
@@ -398,7 +458,7 @@ void CWalk::Step() {
         return;
     }
     const FRAME_KIND kind = frame.kind;
-    if (kind == FRAME_END_OBJECT) m_Open.erase(frame.identity);
+    if (kind == FRAME_END_OBJECT && frame.opened) m_Open.CloseLast();
     frame.self->Release();
     m_Frames.pop_back();
     if (kind == FRAME_ELEMENTS) m_Visitor.EndList();

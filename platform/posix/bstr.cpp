@@ -15,10 +15,8 @@ BSTR AllocBytes(const void* source, UINT byteLength) {
     uint32_t prefix = byteLength;
     std::memcpy(block, &prefix, sizeof prefix);
     char* data = block + sizeof(uint32_t);
-    if (source)
-        std::memcpy(data, source, byteLength);
-    else
-        std::memset(data, 0, byteLength);
+    // Without a source the characters are left for the caller to write, as on Windows.
+    if (source) std::memcpy(data, source, byteLength);
     std::memset(data + byteLength, 0, sizeof(OLECHAR) + 1);
     return reinterpret_cast<BSTR>(data);
 }
