@@ -1,6 +1,7 @@
 #include "tools/walker.h"
 
 #include <cstddef>
+#include <iterator>
 #include <unordered_set>
 #include <type_traits>
 #include <vector>
@@ -247,7 +248,7 @@ const Shape kObjectShapes[] = {
     ShapeOf(IID_ICreateTableStmt, kCreateTableStmt),
     ShapeOf(IID_IDropStmt, kDropStmt),
     ShapeOf(IID_ISetOperationsStmt, kSetOperationsStmt),
-    ShapeOf(IID_IParser, kParser),
+    ShapeOf(IID_IParser, kParser), // the last one (WalkStatement)
 };
 
 struct ItemShape {
@@ -319,31 +320,40 @@ class CWalk {
 public:
     explicit CWalk(CModelVisitor& visitor) : m_Visitor(visitor) { m_Frames.reserve(kFirstFrames); }
     ~CWalk() {
-        for (Frame& frame : m_Frames)
-            if (frame.self) frame.self->Release();
+        for (Frame& frame : m_Frames) frame.ReleaseAll();
     }
 
-    // Reports object (one reference, the walk's) under name.
-    void Object(const char* name, IDispatch* object);
+    // Reports object (one reference, the walk's) under name; known is its shape when the
+    // caller knows it (the object is then read through that shape's interface).
+    void Object(const char* name, IDispatch* object, const Shape* known = nullptr);
     void Run();
 
 private:
-    // Frames of a statement's walk: a few per level of nesting.
+    // Frames of a statement's walk: one per level of nesting.
     static constexpr size_t kFirstFrames = 32;
-    enum FRAME_KIND { FRAME_PROPERTIES, FRAME_ELEMENTS, FRAME_END_OBJECT };
+    enum FRAME_KIND { FRAME_OBJECT, FRAME_ELEMENTS };
+    // An object, with the properties of its shapes (an expression item has two: those of
+    // every item, then those of its own interface), or a list with its elements.
     struct Frame {
         FRAME_KIND kind;
-        IUnknown* self;            // one reference, released when the frame is done
-        const Property* next;      // FRAME_PROPERTIES: the next property and the end
+        IUnknown* self;          // the object or the list: one reference
+        IUnknown* readers[2];    // FRAME_OBJECT: the interface of each shape, one reference each
+        const Shape* shapes[2];  //   (null when the shape is absent or done)
+        const Property* next;    //   the next property of shapes[0] and the end of them
         const Property* end;
-        const ListAccess* list;    // FRAME_ELEMENTS: the next index and the last one
+        bool opened;             //   the object is in m_Open
+        const ListAccess* list;  // FRAME_ELEMENTS: the next index and the last one
         LONG index, count;
-        bool opened;               // FRAME_END_OBJECT: the object is in m_Open
+
+        void ReleaseAll() {
+            for (IUnknown* reader : readers)
+                if (reader) reader->Release();
+            if (self) self->Release();
+        }
     };
 
-    void PushProperties(IUnknown* self, const Shape& shape);
     void Report(const char* name, unsigned flags, Value& value);
-    void Element(const VARIANT& element);
+    void Element(VARIANT& element);
     void Step();
 
     CModelVisitor& m_Visitor;
@@ -352,18 +362,18 @@ private:
     Value m_Value; // the property being read
 };
 
-// Frames run last in, first out: the end of the object first, then its shapes' properties
-// in reverse order, so the first shape's properties come first. The interface an object is
-// recognised by is the one its first shape is read through.
-void CWalk::Object(const char* name, IDispatch* object) {
-    const Shape* shapes[2] = {};
-    IUnknown* first = nullptr; // shapes[0]'s interface, one reference
-    if (IExpressionItem* item = nullptr;
-        SUCCEEDED(object->QueryInterface(IID_IExpressionItem, reinterpret_cast<void**>(&item)))) {
+// The interface an object is recognised by is the one its first shape is read through.
+void CWalk::Object(const char* name, IDispatch* object, const Shape* known) {
+    const Shape* shapes[2] = {known, nullptr};
+    IUnknown* readers[2] = {};
+    if (known) {
+        if (FAILED(object->QueryInterface(*known->iid, reinterpret_cast<void**>(&readers[0])))) shapes[0] = nullptr;
+    } else if (IExpressionItem* item = nullptr;
+               SUCCEEDED(object->QueryInterface(IID_IExpressionItem, reinterpret_cast<void**>(&item)))) {
         EXPRESSIONITEM_TYPE type = EXPRESSIONITEM_TYPE_AGGREGATEFUNCTION;
         const HRESULT hr = item->get_ItemType(&type);
         shapes[0] = &kExpressionItemShape;
-        first = item;
+        readers[0] = item;
         for (const ItemShape& entry : kItemShapes)
             if (SUCCEEDED(hr) && entry.type == type) shapes[1] = &entry.shape;
     } else {
@@ -371,21 +381,8 @@ void CWalk::Object(const char* name, IDispatch* object) {
             IUnknown* probe = nullptr;
             if (FAILED(object->QueryInterface(*shape.iid, reinterpret_cast<void**>(&probe)))) continue;
             shapes[0] = &shape;
-            first = probe;
+            readers[0] = probe;
             break;
-        }
-    }
-    bool opened = false;
-    if (shapes[0] && (shapes[0]->holdsObjects || (shapes[1] && shapes[1]->holdsObjects))) {
-        IUnknown* identity = nullptr;
-        if (SUCCEEDED(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity))))
-            identity->Release(); // a key only: the frame below holds the object
-        opened = m_Open.Open(identity);
-        if (!opened) {
-            first->Release();
-            object->Release();
-            m_Visitor.Text(name, "<cycle>");
-            return;
         }
     }
     if (!shapes[0]) {
@@ -393,17 +390,25 @@ void CWalk::Object(const char* name, IDispatch* object) {
         m_Visitor.Text(name, "<object>");
         return;
     }
+    // An object whose shapes hold no object cannot lead back to itself.
+    bool opened = false;
+    if (shapes[0]->holdsObjects || (shapes[1] && shapes[1]->holdsObjects)) {
+        IUnknown* identity = nullptr;
+        if (SUCCEEDED(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity))))
+            identity->Release(); // a key only: the frame below holds the object
+        opened = m_Open.Open(identity);
+        if (!opened) {
+            readers[0]->Release();
+            object->Release();
+            m_Visitor.Text(name, "<cycle>");
+            return;
+        }
+    }
+    if (shapes[1] && FAILED(object->QueryInterface(*shapes[1]->iid, reinterpret_cast<void**>(&readers[1]))))
+        shapes[1] = nullptr;
     m_Visitor.BeginObject(name, object);
-    m_Frames.push_back({FRAME_END_OBJECT, object, nullptr, nullptr, nullptr, 0, 0, opened});
-    if (IUnknown* second = nullptr;
-        shapes[1] && SUCCEEDED(object->QueryInterface(*shapes[1]->iid, reinterpret_cast<void**>(&second))))
-        PushProperties(second, *shapes[1]);
-    PushProperties(first, *shapes[0]);
-}
-
-void CWalk::PushProperties(IUnknown* self, const Shape& shape) {
-    m_Frames.push_back(
-        {FRAME_PROPERTIES, self, shape.properties, shape.properties + shape.count, nullptr, 0, 0, false});
+    m_Frames.push_back({FRAME_OBJECT, object, {readers[0], readers[1]}, {shapes[0], shapes[1]},
+                        shapes[0]->properties, shapes[0]->properties + shapes[0]->count, opened, nullptr, 0, 0});
 }
 
 void CWalk::Report(const char* name, unsigned flags, Value& value) {
@@ -419,13 +424,14 @@ void CWalk::Report(const char* name, unsigned flags, Value& value) {
         LONG count = 0;
         value.list->count(value.object, &count);
         m_Visitor.BeginList(name, count < 0 ? 0 : count);
-        m_Frames.push_back({FRAME_ELEMENTS, value.object, nullptr, nullptr, value.list, 1, count, false});
+        m_Frames.push_back({FRAME_ELEMENTS, value.object, {}, {}, nullptr, nullptr, false, value.list, 1, count});
         return;
     }
     }
 }
 
-void CWalk::Element(const VARIANT& element) {
+// The walk takes over the element's object reference.
+void CWalk::Element(VARIANT& element) {
     if (V_VT(&element) == VT_BSTR) {
         AssignUtf16AsUtf8(m_Value.text, V_BSTR(&element), SysStringLen(V_BSTR(&element)));
         m_Visitor.Text(nullptr, m_Value.text);
@@ -435,21 +441,41 @@ void CWalk::Element(const VARIANT& element) {
         m_Visitor.Text(nullptr, "<empty>");
         return;
     }
-    V_DISPATCH(&element)->AddRef();
-    Object(nullptr, V_DISPATCH(&element));
+    IDispatch* object = V_DISPATCH(&element);
+    V_VT(&element) = VT_EMPTY;
+    Object(nullptr, object);
 }
 
 // One step: the next property, the next element, or the end of an object or list.
 void CWalk::Step() {
     Frame& frame = m_Frames.back();
-    if (frame.kind == FRAME_PROPERTIES && frame.next != frame.end) {
-        const Property& property = *frame.next++;
-        m_Value.Reset();
-        property.read(frame.self, m_Value); // frame may move from here on: Report pushes
-        Report(property.name, property.flags, m_Value);
+    if (frame.kind == FRAME_OBJECT) {
+        while (frame.next == frame.end && frame.shapes[0]) {
+            // The first shape is done: its interface goes, and the second one's turn comes.
+            frame.readers[0]->Release();
+            frame.readers[0] = frame.readers[1];
+            frame.shapes[0] = frame.shapes[1];
+            frame.readers[1] = nullptr;
+            frame.shapes[1] = nullptr;
+            if (frame.shapes[0]) {
+                frame.next = frame.shapes[0]->properties;
+                frame.end = frame.next + frame.shapes[0]->count;
+            }
+        }
+        if (frame.shapes[0]) {
+            const Property& property = *frame.next++;
+            m_Value.Reset();
+            property.read(frame.readers[0], m_Value); // frame may move from here on: Report pushes
+            Report(property.name, property.flags, m_Value);
+            return;
+        }
+        if (frame.opened) m_Open.CloseLast();
+        frame.self->Release();
+        m_Frames.pop_back();
+        m_Visitor.EndObject();
         return;
     }
-    if (frame.kind == FRAME_ELEMENTS && frame.index <= frame.count) {
+    if (frame.index <= frame.count) {
         VARIANT element;
         VariantInit(&element);
         frame.list->item(static_cast<IDispatch*>(frame.self), frame.index++, &element);
@@ -457,12 +483,9 @@ void CWalk::Step() {
         VariantClear(&element);
         return;
     }
-    const FRAME_KIND kind = frame.kind;
-    if (kind == FRAME_END_OBJECT && frame.opened) m_Open.CloseLast();
     frame.self->Release();
     m_Frames.pop_back();
-    if (kind == FRAME_ELEMENTS) m_Visitor.EndList();
-    if (kind == FRAME_END_OBJECT) m_Visitor.EndObject();
+    m_Visitor.EndList();
 }
 
 void CWalk::Run() {
@@ -475,7 +498,7 @@ void WalkStatement(IParser* parser, CModelVisitor& visitor) {
     if (!parser) return;
     parser->AddRef();
     CWalk walk(visitor);
-    walk.Object(nullptr, parser);
+    walk.Object(nullptr, parser, &kObjectShapes[std::size(kObjectShapes) - 1]);
     walk.Run();
 }
 
