@@ -136,12 +136,14 @@ inline void AssignUtf16AsUtf8(std::string& out, const OLECHAR* text, size_t leng
     size_t i = 0;
     while (i < length) {
         size_t ascii = i;
-        while (ascii < length && static_cast<uint16_t>(text[ascii]) <= kLastOneByte) ++ascii;
+        while (ascii < length && static_cast<uint16_t>(text[ascii]) <= kLastOneByte)
+            ++ascii;
         if (ascii > i) {
             const size_t at = out.size();
             out.resize(at + (ascii - i));
             char* to = &out[at];
-            for (size_t k = i; k < ascii; ++k) *to++ = static_cast<char>(text[k]);
+            for (size_t k = i; k < ascii; ++k)
+                *to++ = static_cast<char>(text[k]);
             i = ascii;
             if (i == length) break;
         }

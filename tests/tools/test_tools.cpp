@@ -132,7 +132,8 @@ TEST_F(ToolsTest, NestingDeeperThanAnyCallStackIsWalked) {
     for (size_t i = 0; i + 1 < kDepth; ++i)
         ASSERT_EQ(stacks[i]->Push(Object(stacks[i + 1]->Dispatch())), S_OK);
     ASSERT_EQ(stacks[40]->Push(Object(stacks[41]->Dispatch())), S_OK);
-    for (size_t back : {size_t(0), size_t(40)}) ASSERT_EQ(stacks.back()->Push(Object(stacks[back]->Dispatch())), S_OK);
+    for (size_t back : {size_t(0), size_t(40)})
+        ASSERT_EQ(stacks.back()->Push(Object(stacks[back]->Dispatch())), S_OK);
     CDepth d;
     WalkObject(stacks[0]->Dispatch(), d);
     EXPECT_EQ(d.depth, 0u);
