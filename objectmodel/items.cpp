@@ -1,6 +1,8 @@
 #include "objectmodel/items.h"
 
 #include <cctype>
+#include <cstdint>
+#include <initializer_list>
 
 namespace {
 
@@ -22,15 +24,14 @@ const char* const kConditionalTexts[] = {"CASE_SIMPLE",    "CASE_SEARCHED", "WHE
 const char* const kSetTexts[] = {"UNION", "UNIONALL", "INTERSECT", "EXCEPT"};
 const char* const kCaseStateWords[] = {"selected", "excluded", "hidden", "label", "marked"};
 
+// The length of name as AppendQuoted writes it.
+size_t QuotedLength(std::string_view name, bool quoted) { return name.size() + (quoted ? 2 : 0); }
+
 // Appends name to text, between single quotes when it needs them.
-void AppendQuoted(std::string& text, std::string_view name) {
-    if (NameNeedsQuotes(name)) {
-        text += '\'';
-        text += name;
-        text += '\'';
-    } else {
-        text += name;
-    }
+void AppendQuoted(std::string& text, std::string_view name, bool quoted) {
+    if (quoted) text += '\'';
+    text += name;
+    if (quoted) text += '\'';
 }
 
 HRESULT ReadStack(cGenericStack* stack, IGenericStack** value) {
@@ -52,7 +53,16 @@ const char* KindText(const char* const* texts, size_t count, long value) {
     return value >= 0 && static_cast<unsigned long>(value) < count ? texts[value] : kError;
 }
 
-bool NameNeedsQuotes(std::string_view name) { return name.find_first_of(" .\\/") != std::string_view::npos; }
+// Blank, full stop, slash and backslash, tested a byte at a time: a name is short, and a
+// search for a set of characters would cost a call per byte.
+bool NameNeedsQuotes(std::string_view name) {
+    constexpr uint64_t kBelow64 = (uint64_t(1) << ' ') | (uint64_t(1) << '.') | (uint64_t(1) << '/');
+    for (const char c : name) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 64 ? (kBelow64 >> byte) & 1 : byte == '\\') return true;
+    }
+    return false;
+}
 
 std::string_view cAritOperator::Text() const { return Lookup(kAritTexts, m_nKind); }
 std::string_view cBoolOperator::Text() const { return Lookup(kBoolTexts, m_nKind); }
@@ -70,12 +80,15 @@ HRESULT cAggregateFunction::get_Distinct(LONG* value) {
 }
 
 std::string cColumnIdent::Text() const {
+    const std::string_view table = m_strTable.View(), column = m_strColumn.View();
+    const bool quoteTable = NameNeedsQuotes(table), quoteColumn = NameNeedsQuotes(column);
     std::string text;
-    if (!m_strTable.Empty()) {
-        AppendQuoted(text, m_strTable.View());
+    text.reserve((table.empty() ? 0 : QuotedLength(table, quoteTable) + 1) + QuotedLength(column, quoteColumn));
+    if (!table.empty()) {
+        AppendQuoted(text, table, quoteTable);
         text += '.';
     }
-    AppendQuoted(text, m_strColumn.View());
+    AppendQuoted(text, column, quoteColumn);
     return text;
 }
 
@@ -93,30 +106,51 @@ HRESULT cJoinOperator::get_JoinConditionStack(IGenericStack** value) { return Re
 
 // "CROSS JOIN", "LEFT JOIN ON", "INNER JOIN NATURAL" ...: every type outside the four named
 // ones reads as INNER, and a cross join names no condition.
-std::string cJoinOperator::Text() const {
-    std::string text;
-    switch (m_nType) {
-    case JOIN_TYPE_CROSS: text = "CROSS"; break;
-    case JOIN_TYPE_OUTER_LEFT: text = "LEFT"; break;
-    case JOIN_TYPE_OUTER_RIGHT: text = "RIGHT"; break;
-    case JOIN_TYPE_OUTER_FULL: text = "FULL"; break;
-    default: text = "INNER"; break;
+namespace {
+
+struct JoinWords {
+    std::string_view type, condition; // around " JOIN"
+};
+
+JoinWords WordsOfJoin(LONG type, LONG condition) {
+    JoinWords words;
+    switch (type) {
+    case JOIN_TYPE_CROSS: words.type = "CROSS"; break;
+    case JOIN_TYPE_OUTER_LEFT: words.type = "LEFT"; break;
+    case JOIN_TYPE_OUTER_RIGHT: words.type = "RIGHT"; break;
+    case JOIN_TYPE_OUTER_FULL: words.type = "FULL"; break;
+    default: words.type = "INNER"; break;
     }
-    text += " JOIN";
-    if (m_nCondition == JOIN_CONDITION_ON)
-        text += " ON";
-    else if (m_nCondition == JOIN_CONDITION_USING)
-        text += " USING";
-    else if (m_nType != JOIN_TYPE_CROSS)
-        text += " NATURAL";
+    if (condition == JOIN_CONDITION_ON)
+        words.condition = " ON";
+    else if (condition == JOIN_CONDITION_USING)
+        words.condition = " USING";
+    else if (type != JOIN_TYPE_CROSS)
+        words.condition = " NATURAL";
+    return words;
+}
+
+constexpr std::string_view kJoin = " JOIN";
+
+} // namespace
+
+std::string cJoinOperator::Text() const {
+    const JoinWords words = WordsOfJoin(m_nType, m_nCondition);
+    std::string text(words.type);
+    text += kJoin;
+    text += words.condition;
     return text;
 }
 
-// The join text is pure ASCII, so it is built as wide text directly.
+// The join text is pure ASCII, so it is built as wide text directly, in a buffer that holds
+// the longest one.
 HRESULT cJoinOperator::get_AsString(BSTR* text) {
-    const std::string narrow = Text();
-    std::basic_string<OLECHAR> wide(narrow.begin(), narrow.end());
-    return WideToBSTR(wide.data(), wide.size(), text);
+    const JoinWords words = WordsOfJoin(m_nType, m_nCondition);
+    OLECHAR wide[sizeof "RIGHT JOIN NATURAL"];
+    size_t length = 0;
+    for (const std::string_view part : {words.type, kJoin, words.condition})
+        for (const char c : part) wide[length++] = static_cast<OLECHAR>(c);
+    return WideToBSTR(wide, length, text);
 }
 
 cTableIdent::~cTableIdent() { ReplaceStack(m_pStack, nullptr); }
@@ -133,11 +167,15 @@ HRESULT cTableIdent::get_JoinExpressionStack(IGenericStack** value) { return Rea
 
 std::string cTableIdent::Text() const {
     if (m_pStack) return "{JoinedTable}";
+    constexpr std::string_view kAs = " AS ";
+    const std::string_view name = m_strName.View(), alias = m_strAlias.View();
+    const bool quoteName = NameNeedsQuotes(name), quoteAlias = NameNeedsQuotes(alias);
     std::string text;
-    AppendQuoted(text, m_strName.View());
-    if (!m_strAlias.Empty()) {
-        text += " AS ";
-        AppendQuoted(text, m_strAlias.View());
+    text.reserve(QuotedLength(name, quoteName) + (alias.empty() ? 0 : kAs.size() + QuotedLength(alias, quoteAlias)));
+    AppendQuoted(text, name, quoteName);
+    if (!alias.empty()) {
+        text += kAs;
+        AppendQuoted(text, alias, quoteAlias);
     }
     return text;
 }

@@ -6,23 +6,26 @@
 
 HRESULT NarrowToBSTR(std::string_view text, BSTR* result) {
     if (!result) return E_POINTER;
-    BSTR out = nullptr;
-    // Text in the ASCII range reads the same in every ANSI code page: it is widened
-    // directly, and only text with other characters goes through the code-page conversion.
+    if (text.size() > INT32_MAX) return E_OUTOFMEMORY; // no BSTR is that long
+    const auto length = static_cast<UINT>(text.size());
+    // Text in the ASCII range reads the same in every ANSI code page: it is widened while it
+    // is copied, and only text with other characters goes through the code-page conversion.
+    BSTR out = SysAllocStringLen(nullptr, length);
+    if (!out) return E_OUTOFMEMORY;
     unsigned high = 0;
-    for (const char c : text) high |= static_cast<unsigned char>(c);
-    if (high < 0x80) {
-        out = SysAllocStringLen(nullptr, static_cast<UINT>(text.size()));
-        if (out)
-            for (size_t i = 0; i < text.size(); ++i) out[i] = static_cast<OLECHAR>(text[i]);
-    } else {
-        const int length = static_cast<int>(text.size());
-        const int wide = MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0);
+    for (UINT i = 0; i < length; ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        high |= byte;
+        out[i] = byte;
+    }
+    if (high >= 0x80) {
+        SysFreeString(out);
+        const int wide = MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(length), nullptr, 0);
         if (wide <= 0) return E_OUTOFMEMORY;
         out = SysAllocStringLen(nullptr, static_cast<UINT>(wide));
-        if (out) MultiByteToWideChar(CP_ACP, 0, text.data(), length, reinterpret_cast<LPWSTR>(out), wide);
+        if (!out) return E_OUTOFMEMORY;
+        MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(length), reinterpret_cast<LPWSTR>(out), wide);
     }
-    if (!out) return E_OUTOFMEMORY;
     *result = out;
     return S_OK;
 }

@@ -128,11 +128,25 @@ inline std::basic_string<OLECHAR> Utf8ToUtf16(std::string_view text) {
     return out;
 }
 
-inline std::string Utf16ToUtf8(const OLECHAR* text, size_t length) {
+// out = the UTF-8 of text (out's buffer is reused). Runs of ASCII, most of what a statement
+// holds, are copied a run at a time.
+inline void AssignUtf16AsUtf8(std::string& out, const OLECHAR* text, size_t length) {
     using namespace utf_detail;
-    std::string out;
-    out.reserve(length);
-    for (size_t i = 0; i < length; ++i) {
+    out.clear();
+    size_t i = 0;
+    while (i < length) {
+        size_t ascii = i;
+        while (ascii < length && static_cast<uint16_t>(text[ascii]) <= kLastOneByte)
+            ++ascii;
+        if (ascii > i) {
+            const size_t at = out.size();
+            out.resize(at + (ascii - i));
+            char* to = &out[at];
+            for (size_t k = i; k < ascii; ++k)
+                *to++ = static_cast<char>(text[k]);
+            i = ascii;
+            if (i == length) break;
+        }
         char32_t code = static_cast<uint16_t>(text[i]);
         if (IsHigh(code) && i + 1 < length && IsLow(static_cast<uint16_t>(text[i + 1]))) {
             const char32_t low = static_cast<uint16_t>(text[++i]);
@@ -141,7 +155,14 @@ inline std::string Utf16ToUtf8(const OLECHAR* text, size_t length) {
             code = kReplacement;
         }
         AppendUtf8(out, code);
+        ++i;
     }
+}
+
+inline std::string Utf16ToUtf8(const OLECHAR* text, size_t length) {
+    std::string out;
+    out.reserve(length);
+    AssignUtf16AsUtf8(out, text, length);
     return out;
 }
 

@@ -1,7 +1,8 @@
 #include "tools/walker.h"
 
 #include <cstddef>
-#include <set>
+#include <iterator>
+#include <unordered_set>
 #include <type_traits>
 #include <vector>
 
@@ -19,6 +20,8 @@ struct ListAccess {
 
 enum VALUE_KIND { VALUE_ABSENT, VALUE_TEXT, VALUE_NUMBER, VALUE_ENUMERATION, VALUE_OBJECT, VALUE_LIST };
 
+// One value lives as long as the walk and is read again for every property, so that its
+// text keeps its buffer: a walk allocates no memory per text.
 struct Value {
     VALUE_KIND kind = VALUE_ABSENT;
     std::string text;
@@ -26,6 +29,13 @@ struct Value {
     const char* valueName = nullptr;   // VALUE_ENUMERATION
     IDispatch* object = nullptr;       // VALUE_OBJECT, VALUE_LIST: one reference, the walk's
     const ListAccess* list = nullptr;  // VALUE_LIST
+
+    // Ready for the next property; the text's buffer stays.
+    void Reset() {
+        kind = VALUE_ABSENT;
+        text.clear();
+        object = nullptr;
+    }
 };
 
 using Reader = void (*)(IUnknown* self, Value& value);
@@ -33,6 +43,7 @@ using Reader = void (*)(IUnknown* self, Value& value);
 enum PROPERTY_FLAGS : unsigned {
     PROPERTY_ALWAYS = 0,
     PROPERTY_UNLESS_EMPTY = 1, // a text property left out when it is empty
+    PROPERTY_OBJECTS = 2,      // an object or a list: the walk may go into it
 };
 
 struct Property {
@@ -58,17 +69,12 @@ template <auto Get> HRESULT Call(IUnknown* self, TypeOf<Get>* out) {
     return (static_cast<InterfaceOf<Get>*>(self)->*Get)(out);
 }
 
-std::string TakeText(BSTR text) {
-    std::string utf8 = Utf16ToUtf8(text, SysStringLen(text));
-    SysFreeString(text);
-    return utf8;
-}
-
 template <auto Get> void ReadText(IUnknown* self, Value& value) {
     BSTR text = nullptr;
     Call<Get>(self, &text);
     value.kind = VALUE_TEXT;
-    value.text = TakeText(text);
+    AssignUtf16AsUtf8(value.text, text, SysStringLen(text));
+    SysFreeString(text);
 }
 
 template <auto Get> void ReadNumber(IUnknown* self, Value& value) {
@@ -137,8 +143,8 @@ const char* const kItemTypes[] = {"AGGREGATEFUNCTION", "SELECTSTAR", "COLUMNIDEN
 #define WALK_TEXT(itf, name) {#name, &ReadText<&itf::get_##name>, PROPERTY_ALWAYS}
 #define WALK_NUMBER(itf, name) {#name, &ReadNumber<&itf::get_##name>, PROPERTY_ALWAYS}
 #define WALK_ENUMERATION(itf, name, names) {#name, &ReadEnumeration<&itf::get_##name, names>, PROPERTY_ALWAYS}
-#define WALK_OBJECT(itf, name) {#name, &ReadObject<&itf::get_##name>, PROPERTY_ALWAYS}
-#define WALK_LIST(itf, name) {#name, &ReadList<&itf::get_##name>, PROPERTY_ALWAYS}
+#define WALK_OBJECT(itf, name) {#name, &ReadObject<&itf::get_##name>, PROPERTY_OBJECTS}
+#define WALK_LIST(itf, name) {#name, &ReadList<&itf::get_##name>, PROPERTY_OBJECTS}
 
 const Property kParser[] = {
     WALK_ENUMERATION(IParser, StatementType, kStatementTypes),
@@ -180,7 +186,7 @@ const Property kSetOperationsStmt[] = {
 };
 const Property kGenericStack[] = {
     {"AsName", &ReadText<&IGenericStack::get_AsName>, PROPERTY_UNLESS_EMPTY},
-    {"Items", &ReadStackItems, PROPERTY_ALWAYS},
+    {"Items", &ReadStackItems, PROPERTY_OBJECTS},
 };
 const Property kOrderByObj[] = {WALK_NUMBER(IOrderByObj, Asc), WALK_OBJECT(IOrderByObj, ColumnIdent)};
 const Property kUpdateItem[] = {WALK_OBJECT(IUpdateItem, ColumnIdent), WALK_OBJECT(IUpdateItem, ExpressionStack)};
@@ -213,15 +219,19 @@ const Property kSetOperator[] = {WALK_NUMBER(ISetOperator, SetOperator)};
 #undef WALK_OBJECT
 #undef WALK_LIST
 
-// The properties of one interface.
+// The properties of one interface. An object whose shapes hold no object or list property
+// cannot lead back to itself, so the walk keeps no record of it while it is open.
 struct Shape {
     const IID* iid;
     const Property* properties;
     size_t count;
+    bool holdsObjects;
 };
 
-template <size_t N> constexpr Shape ShapeOf(const IID& iid, const Property (&properties)[N]) {
-    return {&iid, properties, N};
+template <size_t N> Shape ShapeOf(const IID& iid, const Property (&properties)[N]) {
+    bool holdsObjects = false;
+    for (const Property& property : properties) holdsObjects |= (property.flags & PROPERTY_OBJECTS) != 0;
+    return {&iid, properties, N, holdsObjects};
 }
 
 // The objects that are not expression items, in the order they are told apart, and the
@@ -238,7 +248,7 @@ const Shape kObjectShapes[] = {
     ShapeOf(IID_ICreateTableStmt, kCreateTableStmt),
     ShapeOf(IID_IDropStmt, kDropStmt),
     ShapeOf(IID_ISetOperationsStmt, kSetOperationsStmt),
-    ShapeOf(IID_IParser, kParser),
+    ShapeOf(IID_IParser, kParser), // the last one (WalkStatement)
 };
 
 struct ItemShape {
@@ -268,83 +278,137 @@ const Shape kExpressionItemShape = ShapeOf(IID_IExpressionItem, kExpressionItem)
 // ---------------------------------------------------------------------------------------
 // The walk.
 
-class CWalk {
+// The objects being walked that hold objects (by their IUnknown identity), from the
+// outermost to the current one: an object that holds one of them is not walked into again.
+// Objects open and close last in, first out. The path is searched from its end while it is
+// short (a parsed statement nests a few levels); a deeper path, which only a host that
+// nests its own stacks can make, is also kept in a hash set.
+class COpenObjects {
 public:
-    explicit CWalk(CModelVisitor& visitor) : m_Visitor(visitor) {}
-    ~CWalk() {
-        for (Frame& frame : m_Frames)
-            if (frame.self) frame.self->Release();
+    COpenObjects() { m_Path.reserve(kLinear); }
+
+    // False when key is open already.
+    bool Open(IUnknown* key) {
+        if (m_Path.size() < kLinear) {
+            for (IUnknown* open : m_Path)
+                if (open == key) return false;
+        } else {
+            if (m_Index.empty()) m_Index.insert(m_Path.begin(), m_Path.end());
+            if (!m_Index.insert(key).second) return false;
+        }
+        m_Path.push_back(key);
+        return true;
+    }
+    // Closes the object opened last.
+    void CloseLast() {
+        IUnknown* closed = m_Path.back();
+        m_Path.pop_back();
+        if (m_Index.empty()) return;
+        if (m_Path.size() < kLinear)
+            m_Index.clear();
+        else
+            m_Index.erase(closed);
     }
 
-    // Reports object (one reference, the walk's) under name.
-    void Object(const char* name, IDispatch* object);
+private:
+    static constexpr size_t kLinear = 32;
+    std::vector<IUnknown*> m_Path;
+    std::unordered_set<IUnknown*> m_Index;
+};
+
+class CWalk {
+public:
+    explicit CWalk(CModelVisitor& visitor) : m_Visitor(visitor) { m_Frames.reserve(kFirstFrames); }
+    ~CWalk() {
+        for (Frame& frame : m_Frames) frame.ReleaseAll();
+    }
+
+    // Reports object (one reference, the walk's) under name; known is its shape when the
+    // caller knows it (the object is then read through that shape's interface).
+    void Object(const char* name, IDispatch* object, const Shape* known = nullptr);
     void Run();
 
 private:
-    enum FRAME_KIND { FRAME_PROPERTIES, FRAME_ELEMENTS, FRAME_END_OBJECT };
+    // Frames of a statement's walk: one per level of nesting.
+    static constexpr size_t kFirstFrames = 32;
+    enum FRAME_KIND { FRAME_OBJECT, FRAME_ELEMENTS };
+    // An object, with the properties of its shapes (an expression item has two: those of
+    // every item, then those of its own interface), or a list with its elements.
     struct Frame {
         FRAME_KIND kind;
-        IUnknown* self;            // one reference, released when the frame is done
-        const Property* next;      // FRAME_PROPERTIES: the next property and the end
+        IUnknown* self;          // the object or the list: one reference
+        IUnknown* readers[2];    // FRAME_OBJECT: the interface of each shape, one reference each
+        const Shape* shapes[2];  //   (null when the shape is absent or done)
+        const Property* next;    //   the next property of shapes[0] and the end of them
         const Property* end;
-        const ListAccess* list;    // FRAME_ELEMENTS: the next index and the last one
+        bool opened;             //   the object is in m_Open
+        const ListAccess* list;  // FRAME_ELEMENTS: the next index and the last one
         LONG index, count;
-        IUnknown* identity;        // FRAME_END_OBJECT: the object's key in m_Open
+
+        void ReleaseAll() {
+            for (IUnknown* reader : readers)
+                if (reader) reader->Release();
+            if (self) self->Release();
+        }
     };
 
-    bool PushProperties(IDispatch* object, const Shape& shape);
     void Report(const char* name, unsigned flags, Value& value);
-    void Element(const VARIANT& element);
+    void Element(VARIANT& element);
     void Step();
 
     CModelVisitor& m_Visitor;
     std::vector<Frame> m_Frames;
-    // The objects being walked (by their IUnknown identity), from the outermost to the
-    // current one: an object that holds one of them is not walked into again.
-    std::set<IUnknown*> m_Open;
+    COpenObjects m_Open;
+    Value m_Value; // the property being read
 };
 
-// Frames run last in, first out: the end of the object first, then its shapes' properties
-// in reverse order, so the first shape's properties come first.
-void CWalk::Object(const char* name, IDispatch* object) {
-    const Shape* shapes[2] = {};
-    if (IExpressionItem* item = nullptr;
-        SUCCEEDED(object->QueryInterface(IID_IExpressionItem, reinterpret_cast<void**>(&item)))) {
+// The interface an object is recognised by is the one its first shape is read through.
+void CWalk::Object(const char* name, IDispatch* object, const Shape* known) {
+    const Shape* shapes[2] = {known, nullptr};
+    IUnknown* readers[2] = {};
+    if (known) {
+        if (FAILED(object->QueryInterface(*known->iid, reinterpret_cast<void**>(&readers[0])))) shapes[0] = nullptr;
+    } else if (IExpressionItem* item = nullptr;
+               SUCCEEDED(object->QueryInterface(IID_IExpressionItem, reinterpret_cast<void**>(&item)))) {
         EXPRESSIONITEM_TYPE type = EXPRESSIONITEM_TYPE_AGGREGATEFUNCTION;
         const HRESULT hr = item->get_ItemType(&type);
-        item->Release();
         shapes[0] = &kExpressionItemShape;
+        readers[0] = item;
         for (const ItemShape& entry : kItemShapes)
             if (SUCCEEDED(hr) && entry.type == type) shapes[1] = &entry.shape;
     } else {
         for (const Shape& shape : kObjectShapes) {
             IUnknown* probe = nullptr;
             if (FAILED(object->QueryInterface(*shape.iid, reinterpret_cast<void**>(&probe)))) continue;
-            probe->Release();
             shapes[0] = &shape;
+            readers[0] = probe;
             break;
         }
     }
-    IUnknown* identity = nullptr;
-    if (shapes[0] && SUCCEEDED(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity))))
-        identity->Release(); // a key only: the frame below holds the object
-    if (!shapes[0] || !m_Open.insert(identity).second) {
+    if (!shapes[0]) {
         object->Release();
-        m_Visitor.Text(name, shapes[0] ? "<cycle>" : "<object>");
+        m_Visitor.Text(name, "<object>");
         return;
     }
+    // An object whose shapes hold no object cannot lead back to itself.
+    bool opened = false;
+    if (shapes[0]->holdsObjects || (shapes[1] && shapes[1]->holdsObjects)) {
+        IUnknown* identity = nullptr;
+        if (SUCCEEDED(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity))))
+            identity->Release(); // a key only: the frame below holds the object
+        opened = m_Open.Open(identity);
+        if (!opened) {
+            readers[0]->Release();
+            object->Release();
+            m_Visitor.Text(name, "<cycle>");
+            return;
+        }
+    }
+    if (shapes[1] && FAILED(object->QueryInterface(*shapes[1]->iid, reinterpret_cast<void**>(&readers[1]))))
+        shapes[1] = nullptr;
     m_Visitor.BeginObject(name, object);
-    m_Frames.push_back({FRAME_END_OBJECT, object, nullptr, nullptr, nullptr, 0, 0, identity});
-    if (shapes[1]) PushProperties(object, *shapes[1]);
-    PushProperties(object, *shapes[0]);
-}
-
-bool CWalk::PushProperties(IDispatch* object, const Shape& shape) {
-    IUnknown* self = nullptr;
-    if (FAILED(object->QueryInterface(*shape.iid, reinterpret_cast<void**>(&self)))) return false;
-    m_Frames.push_back(
-        {FRAME_PROPERTIES, self, shape.properties, shape.properties + shape.count, nullptr, 0, 0, nullptr});
-    return true;
+    m_Frames.push_back({FRAME_OBJECT, object, {readers[0], readers[1]}, {shapes[0], shapes[1]},
+                        shapes[0]->properties, shapes[0]->properties + shapes[0]->count, opened, nullptr, 0, 0});
 }
 
 void CWalk::Report(const char* name, unsigned flags, Value& value) {
@@ -360,36 +424,58 @@ void CWalk::Report(const char* name, unsigned flags, Value& value) {
         LONG count = 0;
         value.list->count(value.object, &count);
         m_Visitor.BeginList(name, count < 0 ? 0 : count);
-        m_Frames.push_back({FRAME_ELEMENTS, value.object, nullptr, nullptr, value.list, 1, count, nullptr});
+        m_Frames.push_back({FRAME_ELEMENTS, value.object, {}, {}, nullptr, nullptr, false, value.list, 1, count});
         return;
     }
     }
 }
 
-void CWalk::Element(const VARIANT& element) {
+// The walk takes over the element's object reference.
+void CWalk::Element(VARIANT& element) {
     if (V_VT(&element) == VT_BSTR) {
-        m_Visitor.Text(nullptr, Utf16ToUtf8(V_BSTR(&element), SysStringLen(V_BSTR(&element))));
+        AssignUtf16AsUtf8(m_Value.text, V_BSTR(&element), SysStringLen(V_BSTR(&element)));
+        m_Visitor.Text(nullptr, m_Value.text);
         return;
     }
     if (V_VT(&element) != VT_DISPATCH || !V_DISPATCH(&element)) {
         m_Visitor.Text(nullptr, "<empty>");
         return;
     }
-    V_DISPATCH(&element)->AddRef();
-    Object(nullptr, V_DISPATCH(&element));
+    IDispatch* object = V_DISPATCH(&element);
+    V_VT(&element) = VT_EMPTY;
+    Object(nullptr, object);
 }
 
 // One step: the next property, the next element, or the end of an object or list.
 void CWalk::Step() {
     Frame& frame = m_Frames.back();
-    if (frame.kind == FRAME_PROPERTIES && frame.next != frame.end) {
-        const Property& property = *frame.next++;
-        Value value;
-        property.read(frame.self, value); // frame may move from here on: Report pushes
-        Report(property.name, property.flags, value);
+    if (frame.kind == FRAME_OBJECT) {
+        while (frame.next == frame.end && frame.shapes[0]) {
+            // The first shape is done: its interface goes, and the second one's turn comes.
+            frame.readers[0]->Release();
+            frame.readers[0] = frame.readers[1];
+            frame.shapes[0] = frame.shapes[1];
+            frame.readers[1] = nullptr;
+            frame.shapes[1] = nullptr;
+            if (frame.shapes[0]) {
+                frame.next = frame.shapes[0]->properties;
+                frame.end = frame.next + frame.shapes[0]->count;
+            }
+        }
+        if (frame.shapes[0]) {
+            const Property& property = *frame.next++;
+            m_Value.Reset();
+            property.read(frame.readers[0], m_Value); // frame may move from here on: Report pushes
+            Report(property.name, property.flags, m_Value);
+            return;
+        }
+        if (frame.opened) m_Open.CloseLast();
+        frame.self->Release();
+        m_Frames.pop_back();
+        m_Visitor.EndObject();
         return;
     }
-    if (frame.kind == FRAME_ELEMENTS && frame.index <= frame.count) {
+    if (frame.index <= frame.count) {
         VARIANT element;
         VariantInit(&element);
         frame.list->item(static_cast<IDispatch*>(frame.self), frame.index++, &element);
@@ -397,12 +483,9 @@ void CWalk::Step() {
         VariantClear(&element);
         return;
     }
-    const FRAME_KIND kind = frame.kind;
-    if (kind == FRAME_END_OBJECT) m_Open.erase(frame.identity);
     frame.self->Release();
     m_Frames.pop_back();
-    if (kind == FRAME_ELEMENTS) m_Visitor.EndList();
-    if (kind == FRAME_END_OBJECT) m_Visitor.EndObject();
+    m_Visitor.EndList();
 }
 
 void CWalk::Run() {
@@ -415,7 +498,7 @@ void WalkStatement(IParser* parser, CModelVisitor& visitor) {
     if (!parser) return;
     parser->AddRef();
     CWalk walk(visitor);
-    walk.Object(nullptr, parser);
+    walk.Object(nullptr, parser, &kObjectShapes[std::size(kObjectShapes) - 1]);
     walk.Run();
 }
 

@@ -39,6 +39,13 @@ void VariantInit(VARIANT* v) {
 
 HRESULT VariantClear(VARIANT* v) {
     if (!v) return E_INVALIDARG;
+    // The common cases first: nothing held, or an object reference.
+    if (v->vt == VT_EMPTY) return S_OK;
+    if (v->vt == VT_DISPATCH || v->vt == VT_UNKNOWN) {
+        if (v->punkVal) v->punkVal->Release();
+        v->vt = VT_EMPTY;
+        return S_OK;
+    }
     HRESULT hr = ValidateType(v->vt);
     if (FAILED(hr)) return hr;
     switch (v->vt) {
@@ -58,6 +65,13 @@ HRESULT VariantClear(VARIANT* v) {
 // string cannot be duplicated the destination is left as a VT_BSTR holding null.
 HRESULT VariantCopy(VARIANT* destination, const VARIANT* source) {
     if (!destination || !source) return E_INVALIDARG;
+    // The common case first: an object reference into an empty VARIANT (which cannot be the
+    // source itself).
+    if (destination->vt == VT_EMPTY && (source->vt == VT_DISPATCH || source->vt == VT_UNKNOWN)) {
+        *destination = *source;
+        if (source->punkVal) source->punkVal->AddRef();
+        return S_OK;
+    }
     HRESULT hr = ValidateType(source->vt);
     if (FAILED(hr)) return hr;
     if (destination == source) return S_OK;

@@ -3,6 +3,7 @@
 #include "helpers.h"
 
 #include <cstring>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -56,6 +57,39 @@ TEST(Bstr, LengthsNullEmptyAndImpossible) {
     }
     EXPECT_EQ(SysAllocStringByteLen(nullptr, 0xFFFFFFFEu), nullptr);
     EXPECT_EQ(SysAllocStringLen(nullptr, 0x7FFFFFFFu), nullptr);
+}
+
+// Freed strings may be kept for the next ones of their size, on any thread. Strings of every
+// short length made, freed and made again in a mixed order, some on threads that end and
+// some freed by another thread: each keeps its characters, its length and its terminator
+// while the others are written, so no block is handed out too small for its string.
+TEST(Bstr, StringsMadeAgainInAnyOrderAndOnAnyThreadKeepTheirTexts) {
+    std::vector<BSTR> live(150, nullptr);
+    auto fill = [&](size_t i, unsigned round) {
+        const UINT length = static_cast<UINT>((i * 37 + round * 11) % 90);
+        if (live[i]) SysFreeString(live[i]);
+        live[i] = SysAllocStringLen(nullptr, length);
+        ASSERT_NE(live[i], nullptr);
+        for (UINT k = 0; k < length; ++k) live[i][k] = static_cast<OLECHAR>('A' + (i + round) % 26);
+    };
+    auto check = [&](unsigned round) {
+        for (size_t i = 0; i < live.size(); ++i) {
+            const UINT length = static_cast<UINT>((i * 37 + round * 11) % 90);
+            ASSERT_EQ(SysStringLen(live[i]), length) << i;
+            EXPECT_EQ(live[i][length], 0) << i;
+            EXPECT_EQ(platformtest::Narrow(live[i], length), std::string(length, static_cast<char>('A' + (i + round) % 26))) << i;
+        }
+    };
+    for (unsigned round = 0; round < 4; ++round) {
+        // Half of the strings are made on a thread of their own, which then ends.
+        std::thread maker([&] {
+            for (size_t i = 0; i < live.size(); i += 2) fill(i, round);
+        });
+        maker.join();
+        for (size_t i = 1; i < live.size(); i += 2) fill(i, round);
+        check(round);
+    }
+    for (BSTR& s : live) SysFreeString(s);
 }
 
 TEST(CodePage, EveryByteRoundTrips) {

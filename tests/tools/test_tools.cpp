@@ -101,7 +101,7 @@ TEST_F(ToolsTest, ElementsThatAreNoModelObjectsAndObjectsThatHoldThemselves) {
 // Counts objects and the deepest nesting, keeping nothing per level but the depth.
 class CDepth : public CModelVisitor {
   public:
-    size_t objects = 0, depth = 0, deepest = 0;
+    size_t objects = 0, depth = 0, deepest = 0, cycles = 0;
     void BeginObject(const char*, IDispatch*) override {
         ++objects;
         deepest = std::max(deepest, ++depth);
@@ -109,14 +109,16 @@ class CDepth : public CModelVisitor {
     void EndObject() override { --depth; }
     void BeginList(const char*, long) override { deepest = std::max(deepest, ++depth); }
     void EndList() override { --depth; }
-    void Text(const char*, const std::string&) override {}
+    void Text(const char*, const std::string& text) override { cycles += text == "<cycle>"; }
     void Number(const char*, double) override {}
     void Enumeration(const char*, long, const char*) override {}
 };
 
 TEST_F(ToolsTest, NestingDeeperThanAnyCallStackIsWalked) {
     // Stacks in stacks, 200,000 deep: a walk that recursed per level would run out of call
-    // stack long before the end.
+    // stack long before the end. Stack 40 holds the rest of the chain twice (walked twice, no
+    // cycle), and the deepest stack holds the first one and stack 40: open whenever it is
+    // walked, so they are cycles.
     constexpr size_t kDepth = 200000;
     std::vector<cGenericStack*> stacks(kDepth);
     for (auto& stack : stacks) {
@@ -125,17 +127,23 @@ TEST_F(ToolsTest, NestingDeeperThanAnyCallStackIsWalked) {
     }
     for (size_t i = 0; i + 1 < kDepth; ++i)
         ASSERT_EQ(stacks[i]->Push(Object(stacks[i + 1]->Dispatch())), S_OK);
+    ASSERT_EQ(stacks[40]->Push(Object(stacks[41]->Dispatch())), S_OK);
+    for (size_t back : {size_t(0), size_t(40)})
+        ASSERT_EQ(stacks.back()->Push(Object(stacks[back]->Dispatch())), S_OK);
     CDepth d;
     WalkObject(stacks[0]->Dispatch(), d);
     EXPECT_EQ(d.depth, 0u);
-    EXPECT_EQ(d.objects, kDepth);
+    EXPECT_EQ(d.objects, 2 * kDepth - 41);
+    EXPECT_EQ(d.cycles, 4u);
     EXPECT_EQ(d.deepest, 2 * kDepth); // an object and its Items list per level
     // Emptied one by one, so that no release chain runs as deep as the nesting.
     for (auto* stack : stacks) {
-        VARIANT popped;
-        VariantInit(&popped);
-        stack->Pop(&popped);
-        VariantClear(&popped);
+        LONG count = 0;
+        stack->get_Count(&count);
+        for (VARIANT popped; count-- > 0; VariantClear(&popped)) {
+            VariantInit(&popped);
+            stack->Pop(&popped);
+        }
     }
     for (auto* stack : stacks)
         stack->Release();
