@@ -80,6 +80,8 @@ void cParser::BuildStatement() {
 }
 
 HRESULT cParser::ParseSQL(BSTR text) {
+    // The pool keeps what the last statement took for this one (before its objects go).
+    ObjectPool::NextStatement();
     ClearStatements();
     try {
         if (m_ParseTree.Parse(text) != PARSE_ACCEPTED) {

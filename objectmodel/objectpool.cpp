@@ -20,7 +20,9 @@ constexpr uint32_t kBias = 1u << 30;
 // by masking its address).
 struct alignas(kGranule) Block {
     std::atomic<uint32_t> live; // pieces not yet freed, plus kBias while a thread's current
-    void* raw;                  // what ::operator new gave, for giving it back
+    void* raw;                  // what ::operator new gave, for giving it back; null for a
+                                // block from VirtualAlloc
+    Block* next;                // the next kept block, while the block is kept
 };
 
 constexpr size_t kFirstPiece = (sizeof(Block) + kGranule - 1) & ~(kGranule - 1);
@@ -48,8 +50,10 @@ struct ThreadBlocks {
     uint32_t pendingFrees; // pieces of the block `pending` freed and not yet taken off its count
     Block* pending;
     Slot* slot;
-    uint32_t keptCount;
-    Block* kept[ObjectPool::kKeptBlocks];
+    Block* kept;         // empty blocks kept for the thread's next ones, linked by `next`
+    size_t keptCount;
+    size_t keepLimit;    // blocks the thread may keep beyond kKeptBlocks
+    size_t blocksTaken;  // blocks started since the last NextStatement
     bool slotTried;     // a slot was looked for; a thread that ends gets none again
     bool armed;         // the thread-exit cleanup is registered
     bool closed;        // the thread is ending: nothing is kept any more
@@ -64,14 +68,38 @@ Block* BlockOf(void* piece) {
     return reinterpret_cast<Block*>(reinterpret_cast<uintptr_t>(piece) & ~uintptr_t(kBlockBytes - 1));
 }
 
-void GiveBack(Block* block) noexcept { ::operator delete(block->raw); }
+void GiveBack(Block* block) noexcept {
+    if (block->raw)
+        ::operator delete(block->raw);
+    else
+        VirtualFree(block, 0, MEM_RELEASE);
+}
+
+size_t KeepLimit(const ThreadBlocks& t) {
+    return t.keepLimit > ObjectPool::kKeptBlocks ? t.keepLimit : ObjectPool::kKeptBlocks;
+}
 
 // An empty block: kept for the thread's next one, or given back.
 void Recycle(ThreadBlocks& t, Block* block) noexcept {
-    if (t.armed && !t.closed && !t.blockPerPiece && t.keptCount < ObjectPool::kKeptBlocks)
-        t.kept[t.keptCount++] = block;
-    else
+    if (t.armed && !t.closed && !t.blockPerPiece && t.keptCount < KeepLimit(t)) {
+        block->next = t.kept;
+        t.kept = block;
+        ++t.keptCount;
+    } else {
         GiveBack(block);
+    }
+}
+
+Block* TakeKept(ThreadBlocks& t) noexcept {
+    Block* block = t.kept;
+    t.kept = block->next;
+    --t.keptCount;
+    return block;
+}
+
+// Kept blocks beyond limit go back to the system.
+void TrimKept(ThreadBlocks& t, size_t limit) noexcept {
+    while (t.keptCount > limit) GiveBack(TakeKept(t));
 }
 
 void TakeOff(ThreadBlocks& t, Block* block, uint32_t pieces) noexcept {
@@ -104,14 +132,23 @@ void Leave(ThreadBlocks& t) noexcept {
 }
 
 Block* NewBlock(ThreadBlocks& t) noexcept {
-    if (t.keptCount) return t.kept[--t.keptCount];
-    // Twice the size, so that an aligned block fits wherever the heap puts it; the part
-    // outside the block is never written and costs address space only.
-    void* raw = ::operator new(2 * kBlockBytes, std::nothrow);
-    if (!raw) return nullptr;
-    auto* block = reinterpret_cast<Block*>((reinterpret_cast<uintptr_t>(raw) + kBlockBytes - 1) &
-                                           ~uintptr_t(kBlockBytes - 1));
-    block->raw = raw;
+    ++t.blocksTaken;
+    if (t.keptCount) return TakeKept(t);
+    if (t.blockPerPiece) {
+        // From the heap, so that a test can fail it: twice the size, so that an aligned block
+        // fits wherever the heap puts it.
+        void* raw = ::operator new(2 * kBlockBytes, std::nothrow);
+        if (!raw) return nullptr;
+        auto* block = reinterpret_cast<Block*>((reinterpret_cast<uintptr_t>(raw) + kBlockBytes - 1) &
+                                               ~uintptr_t(kBlockBytes - 1));
+        block->raw = raw;
+        return block;
+    }
+    // Straight from the system, aligned to its allocation granularity (64 KB), which is the
+    // block size: nothing is allocated beyond the block.
+    auto* block = static_cast<Block*>(VirtualAlloc(nullptr, kBlockBytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+    if (!block) return nullptr;
+    block->raw = nullptr;
     return block;
 }
 
@@ -123,9 +160,7 @@ void Start(ThreadBlocks& t, Block* block) noexcept {
     t.end = reinterpret_cast<char*>(block) + kBlockBytes;
 }
 
-void ReleaseKept(ThreadBlocks& t) noexcept {
-    while (t.keptCount) GiveBack(t.kept[--t.keptCount]);
-}
+void ReleaseKept(ThreadBlocks& t) noexcept { TrimKept(t, 0); }
 
 // The current block has no room for size bytes.
 // Kept out of line, so that the common path stays a few instructions without a frame.
@@ -312,5 +347,12 @@ void ThreadEnded() noexcept {
 }
 
 size_t ThreadPooledBytes() noexcept { return t_Blocks.keptCount * kBlockBytes; }
+
+void NextStatement() noexcept {
+    ThreadBlocks& t = t_Blocks;
+    t.keepLimit = t.blocksTaken;
+    t.blocksTaken = 0;
+    TrimKept(t, KeepLimit(t));
+}
 
 } // namespace ObjectPool

@@ -15,13 +15,18 @@
 //   the thread needs the block, or ends). A statement is released in about the order it was
 //   built, so that is one atomic operation per run instead of one per piece; a block whose
 //   count still waits for a run is only given back a little later.
-// - A thread keeps a few empty blocks for its next ones (kKeptBlocks), so that a parse after
-//   a big one does not fault fresh pages in; they go back to the heap when the thread ends
-//   (those of threads still running when the component is unloaded stay with the heap).
+// - Blocks come straight from the system (VirtualAlloc), at its 64 KB granularity, which is
+//   the block size: no block is over-allocated to be aligned, and the heap is not broken up
+//   by them. Taking one can fail like any allocation, and the caller sees null then.
+// - A thread keeps empty blocks for its next ones, so that a parse does not fault in again
+//   the pages that the statement before it used: as many as it took during the statement
+//   before the last NextStatement (at least kKeptBlocks). When a smaller statement follows,
+//   the blocks beyond what it took go back to the system at the next NextStatement. All
+//   of them go when the thread ends (those of threads still running when the component is
+//   unloaded stay with the process).
 //
-// Requests above kLargestPooled go to the heap directly. Every block comes from
-// ::operator new (taking one can fail like any allocation and the caller sees null). A piece
-// that outlives the rest of its statement keeps its block (kBlockBytes) alive.
+// Requests above kLargestPooled go to the heap directly. A piece that outlives the rest of
+// its statement keeps its block (kBlockBytes) alive.
 //
 // The pool also keeps the module's count of live objects (CModule::LiveObjects), in the same
 // per-thread state: AllocateObject and FreeObject are Allocate and Free for a COM object,
@@ -38,7 +43,7 @@ namespace ObjectPool {
 
 constexpr size_t kGranule = 8;
 constexpr size_t kLargestPooled = 512;
-constexpr size_t kBlockBytes = 32 * 1024;
+constexpr size_t kBlockBytes = 64 * 1024;
 constexpr size_t kKeptBlocks = 8;
 
 // A piece of at least size bytes, aligned to kGranule, or null when the heap has none.
@@ -59,11 +64,15 @@ LONG LiveObjects() noexcept;
 // Leaves the calling thread's current block and gives its kept blocks back to the heap.
 void ReleaseThreadBlocks() noexcept;
 
-// While set (per thread), every piece takes a block of its own, so that every allocation
-// reaches ::operator new: for tests that fail allocations one by one.
+// While set (per thread), every piece takes a block of its own from ::operator new, so that
+// every allocation reaches it: for tests that fail allocations one by one.
 void SetBlockPerPiece(bool on) noexcept;
 
 // Bytes of empty blocks the calling thread keeps.
 size_t ThreadPooledBytes() noexcept;
+
+// A statement begins on the calling thread: the blocks taken since the last call are what
+// the thread keeps from now on, and kept blocks beyond that go back to the system.
+void NextStatement() noexcept;
 
 } // namespace ObjectPool
