@@ -350,7 +350,11 @@ size_t ThreadPooledBytes() noexcept { return t_Blocks.keptCount * kBlockBytes; }
 
 void NextStatement() noexcept {
     ThreadBlocks& t = t_Blocks;
-    t.keepLimit = t.blocksTaken;
+    // As the parse tree keeps its storage: a statement that took at least half of what is
+    // kept leaves the limit as it is, so that statements of similar size in turn do not give
+    // back and fault in again the difference between them; a larger one raises the limit, a
+    // much smaller one lowers it to what it took.
+    if (t.blocksTaken > t.keepLimit || 2 * t.blocksTaken < t.keepLimit) t.keepLimit = t.blocksTaken;
     t.blocksTaken = 0;
     TrimKept(t, KeepLimit(t));
 }

@@ -20,8 +20,10 @@
 //   by them. Taking one can fail like any allocation, and the caller sees null then.
 // - A thread keeps empty blocks for its next ones, so that a parse does not fault in again
 //   the pages that the statement before it used: as many as it took during the statement
-//   before the last NextStatement (at least kKeptBlocks). When a smaller statement follows,
-//   the blocks beyond what it took go back to the system at the next NextStatement. All
+//   before the last NextStatement (at least kKeptBlocks). When a statement that takes less
+//   than half of that follows, the blocks beyond what it took go back to the system at the
+//   next NextStatement; a statement of similar size leaves them (as the parse tree's storage
+//   is kept for a statement at least half as long). All
 //   of them go when the thread ends (those of threads still running when the component is
 //   unloaded stay with the process).
 //

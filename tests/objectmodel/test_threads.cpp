@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <set>
 #include <thread>
 #include <vector>
@@ -160,6 +161,28 @@ TEST_F(ObjectPoolTest, HeldPiecesSurviveTheBlocksAroundThem) {
         for (size_t b = 0; b < size; ++b) ASSERT_EQ(held[k][b], 5 * k) << k;
         ObjectPool::Free(held[k], size);
     }
+}
+
+// Statements parsed in turn: the thread keeps the blocks of the largest recent statement
+// while the following ones take at least half as many, and gives the surplus back once a
+// much smaller one has come (the parser calls NextStatement before releasing the previous
+// statement and building the next).
+TEST_F(ObjectPoolTest, KeptBlocksFollowTheStatementSizes) {
+    const size_t size = 48, perBlock = ObjectPool::kBlockBytes / size, blocks[] = {20, 20, 12, 2, 2};
+    const size_t expected[] = {0, 18, 18, 18, 0}; // at least this many blocks kept, or (0) at most kKeptBlocks
+    std::vector<void*> previous;
+    for (size_t k = 0; k < std::size(blocks); ++k) {
+        ObjectPool::NextStatement();
+        for (void* p : previous) ObjectPool::Free(p, size);
+        previous.clear();
+        const size_t kept = ObjectPool::ThreadPooledBytes() / ObjectPool::kBlockBytes;
+        if (expected[k])
+            EXPECT_GE(kept, expected[k]) << k;
+        else
+            EXPECT_LE(kept, ObjectPool::kKeptBlocks) << k;
+        for (size_t i = 0; i < blocks[k] * perBlock - perBlock / 2; ++i) previous.push_back(ObjectPool::Allocate(size));
+    }
+    for (void* p : previous) ObjectPool::Free(p, size);
 }
 
 // Pieces of a thread's current block freed on another thread while the owner goes on, then
