@@ -137,23 +137,22 @@ private:
 
     // Copies the n bytes of a token's text; short texts, most of them, without a call.
     static void CopyText(char* to, const char* from, size_t n) {
-        if (n > 16) {
+        if (n > 16)
             std::memcpy(to, from, n);
-        } else if (n >= 8) {
-            uint64_t head, tail;
-            std::memcpy(&head, from, 8);
-            std::memcpy(&tail, from + n - 8, 8);
-            std::memcpy(to, &head, 8);
-            std::memcpy(to + n - 8, &tail, 8);
-        } else if (n >= 4) {
-            uint32_t head, tail;
-            std::memcpy(&head, from, 4);
-            std::memcpy(&tail, from + n - 4, 4);
-            std::memcpy(to, &head, 4);
-            std::memcpy(to + n - 4, &tail, 4);
-        } else {
+        else if (n >= 8)
+            CopyEnds<uint64_t>(to, from, n);
+        else if (n >= 4)
+            CopyEnds<uint32_t>(to, from, n);
+        else
             for (size_t i = 0; i < n; ++i) to[i] = from[i];
-        }
+    }
+    // n bytes, sizeof(Word) <= n <= 2 * sizeof(Word), as a first and a last word that may overlap.
+    template <class Word> static void CopyEnds(char* to, const char* from, size_t n) {
+        Word head, tail;
+        std::memcpy(&head, from, sizeof head);
+        std::memcpy(&tail, from + n - sizeof tail, sizeof tail);
+        std::memcpy(to, &head, sizeof head);
+        std::memcpy(to + n - sizeof tail, &tail, sizeof tail);
     }
 
     // Where the lists extended last end, the latest first. Lists nest, so the list that a
