@@ -7,55 +7,59 @@
 
 namespace {
 
-// A LIFO stack of plain values whose first N elements live inside it; only deeper stacks
-// allocate.
-template <class T, size_t N> class CInlineStack {
+// The scratch of the parser whose statement the calling thread builds, if any.
+thread_local CConvertScratch* t_pScratch = nullptr;
+
+// The items of one conversion, kept in the scratch until they move to the stack. Each holds
+// one reference; the items still here when the conversion stops halfway are released.
+class CPendingItems {
 public:
-    bool Empty() const { return m_nSize == 0; }
-    void Push(const T& value) {
-        if (m_nSize < N)
-            m_Inline[m_nSize] = value;
-        else
-            m_Spill.push_back(value);
-        ++m_nSize;
+    explicit CPendingItems(std::vector<IDispatch*>& items) : m_Items(items), m_nFirst(items.size()) {}
+    ~CPendingItems() {
+        for (size_t i = m_nFirst; i < m_Items.size(); ++i)
+            if (m_Items[i]) m_Items[i]->Release();
+        m_Items.resize(m_nFirst);
     }
-    T Pop() {
-        --m_nSize;
-        if (m_nSize < N) return m_Inline[m_nSize];
-        const T value = m_Spill.back();
-        m_Spill.pop_back();
-        return value;
+    CPendingItems(const CPendingItems&) = delete;
+    CPendingItems& operator=(const CPendingItems&) = delete;
+
+    // Appends a new item of class T and lets setup fill it in. The place is made first and
+    // the item takes it with its first reference, so an item whose setup fails (lack of
+    // memory) is released with the others.
+    template <class T, class Setup> void Emit(Setup setup) {
+        m_Items.push_back(nullptr);
+        T* item = nullptr;
+        Check(T::CreateInstance(&item));
+        item->InternalAddRef();
+        m_Items.back() = item->Dispatch();
+        setup(item);
+    }
+    // The items go to the end of stack's storage, which grows to exactly their number.
+    void MoveTo(cGenericStack* stack) {
+        const size_t count = m_Items.size() - m_nFirst;
+        if (!count) return;
+        Check(stack->Elements().AppendReferences(m_Items.data() + m_nFirst, count));
+        m_Items.resize(m_nFirst);
     }
 
 private:
-    T m_Inline[N];
-    std::vector<T> m_Spill;
-    size_t m_nSize = 0;
+    std::vector<IDispatch*>& m_Items;
+    size_t m_nFirst;
 };
 
-// Appends a new item of class T and lets setup fill it in. The item is created without a
-// reference and appended first: the stack then holds its only reference, so an item whose
-// setup fails (lack of memory) goes with the stack.
-template <class T, class Setup> void Emit(cGenericStack* stack, Setup setup) {
-    T* item = nullptr;
-    Check(T::CreateInstance(&item));
-    Check(stack->AppendObject(item));
-    setup(item);
+template <class T, class Kind> void EmitKind(CPendingItems& items, Kind kind) {
+    items.Emit<T>([kind](T* item) { item->SetKind(kind); });
 }
 
-template <class T, class Kind> void EmitKind(cGenericStack* stack, Kind kind) {
-    Emit<T>(stack, [kind](T* item) { item->SetKind(kind); });
-}
-
-void EmitLiteral(cGenericStack* stack, const CSQLNode* node, PARSER_DATATYPE type) {
-    Emit<cLiteralValue>(stack, [&](cLiteralValue* item) {
+void EmitLiteral(CPendingItems& items, const CSQLNode* node, PARSER_DATATYPE type) {
+    items.Emit<cLiteralValue>([&](cLiteralValue* item) {
         item->SetDataType(type);
         item->SetValue(NodeText(node));
     });
 }
 
-void EmitAggregate(cGenericStack* stack, const CSQLNode* node, AGGREGATE_FUNCTION function) {
-    Emit<cAggregateFunction>(stack, [&](cAggregateFunction* item) {
+void EmitAggregate(CPendingItems& items, const CSQLNode* node, AGGREGATE_FUNCTION function) {
+    items.Emit<cAggregateFunction>([&](cAggregateFunction* item) {
         item->SetKind(function);
         item->SetDistinct(node->m_pAttach != nullptr);
     });
@@ -168,25 +172,25 @@ constexpr bool IsOperand(ITEM_CLASS itemClass) {
 }
 
 // Appends the item of a node whose kind has one.
-void EmitItem(const CSQLNode* node, ItemOfKind item, cGenericStack* stack) {
+void EmitItem(const CSQLNode* node, ItemOfKind item, CPendingItems& items) {
     switch (item.itemClass) {
     case ITEM_CLASS_NONE: return;
-    case ITEM_CLASS_LITERAL: EmitLiteral(stack, node, static_cast<PARSER_DATATYPE>(item.value)); return;
+    case ITEM_CLASS_LITERAL: EmitLiteral(items, node, static_cast<PARSER_DATATYPE>(item.value)); return;
     case ITEM_CLASS_COLUMN:
-        Emit<cColumnIdent>(stack, [&](cColumnIdent* column) { FillColumnIdent(node, column); });
+        items.Emit<cColumnIdent>([&](cColumnIdent* column) { FillColumnIdent(node, column); });
         return;
-    case ITEM_CLASS_NULL: Emit<cNullExpression>(stack, [](cNullExpression*) {}); return;
-    case ITEM_CLASS_STAR: Emit<cSelectStarExpression>(stack, [](cSelectStarExpression*) {}); return;
-    case ITEM_CLASS_COMPARE: EmitKind<cCompareOperator>(stack, item.value); return;
-    case ITEM_CLASS_BOOL: EmitKind<cBoolOperator>(stack, item.value); return;
-    case ITEM_CLASS_ARIT: EmitKind<cAritOperator>(stack, item.value); return;
-    case ITEM_CLASS_AGGREGATE: EmitAggregate(stack, node, static_cast<AGGREGATE_FUNCTION>(item.value)); return;
-    case ITEM_CLASS_MATH: EmitKind<cMathFunction>(stack, item.value); return;
-    case ITEM_CLASS_DATE: EmitKind<cDateFunction>(stack, item.value); return;
+    case ITEM_CLASS_NULL: items.Emit<cNullExpression>([](cNullExpression*) {}); return;
+    case ITEM_CLASS_STAR: items.Emit<cSelectStarExpression>([](cSelectStarExpression*) {}); return;
+    case ITEM_CLASS_COMPARE: EmitKind<cCompareOperator>(items, item.value); return;
+    case ITEM_CLASS_BOOL: EmitKind<cBoolOperator>(items, item.value); return;
+    case ITEM_CLASS_ARIT: EmitKind<cAritOperator>(items, item.value); return;
+    case ITEM_CLASS_AGGREGATE: EmitAggregate(items, node, static_cast<AGGREGATE_FUNCTION>(item.value)); return;
+    case ITEM_CLASS_MATH: EmitKind<cMathFunction>(items, item.value); return;
+    case ITEM_CLASS_DATE: EmitKind<cDateFunction>(items, item.value); return;
     case ITEM_CLASS_CASESTATE:
-        Emit<cCaseState>(stack, [&](cCaseState* state) { state->SetCaseStateText(NodeText(node)); });
+        items.Emit<cCaseState>([&](cCaseState* state) { state->SetCaseStateText(NodeText(node)); });
         return;
-    case ITEM_CLASS_CONDITIONAL: EmitKind<cConditionalStatement>(stack, item.value); return;
+    case ITEM_CLASS_CONDITIONAL: EmitKind<cConditionalStatement>(items, item.value); return;
     }
 }
 
@@ -196,37 +200,53 @@ std::string_view NodeText(const CSQLNode* node) {
     return node && node->m_pToken ? node->m_pToken->Text() : std::string_view();
 }
 
-// Stacks of more elements than this are trimmed to their size once converted; smaller ones
-// keep the few spare elements of their last growth step.
-constexpr size_t kExactFrom = 64;
+void CConvertScratch::Prepare(size_t length) {
+    if (length < m_nLastLength / 2) {
+        std::vector<IDispatch*>().swap(m_Items);
+        std::vector<uintptr_t>().swap(m_Frames);
+    }
+    m_nLastLength = length;
+}
+
+CConvertScope::CConvertScope(CConvertScratch& scratch) : m_pOuter(t_pScratch) { t_pScratch = &scratch; }
+
+CConvertScope::~CConvertScope() { t_pScratch = m_pOuter; }
 
 void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
+    if (!root) return;
+    CConvertScratch own;
+    CConvertScratch& scratch = t_pScratch && !t_pScratch->m_bBusy ? *t_pScratch : own;
+    scratch.m_bBusy = true;
+    struct Done {
+        CConvertScratch& scratch;
+        ~Done() {
+            scratch.m_Frames.clear();
+            scratch.m_bBusy = false;
+        }
+    } done{scratch};
+    CPendingItems items(scratch.m_Items);
     // An explicit stack of frames: left subtree, right subtree, node. A frame is the node's
     // address with the low bit set once its children are done (nodes are word-aligned);
-    // one word per frame is stored and loaded whole. Most expressions are shallow: their
-    // frames stay in the stack object itself.
+    // one word per frame is stored and loaded whole.
     static_assert(alignof(CSQLNode) > 1, "the low bit of a node address marks a finished frame");
     constexpr uintptr_t kChildrenDone = 1;
-    CInlineStack<uintptr_t, 64> frames;
-    if (root) frames.Push(reinterpret_cast<uintptr_t>(root));
-    while (!frames.Empty()) {
-        const uintptr_t frame = frames.Pop();
+    std::vector<uintptr_t>& frames = scratch.m_Frames;
+    frames.push_back(reinterpret_cast<uintptr_t>(root));
+    while (!frames.empty()) {
+        const uintptr_t frame = frames.back();
+        frames.pop_back();
         const auto* node = reinterpret_cast<const CSQLNode*>(frame & ~kChildrenDone);
         const ItemOfKind item = ItemOf(node->m_nKind);
         if (frame & kChildrenDone || IsOperand(item.itemClass)) {
-            EmitItem(node, item, stack);
+            EmitItem(node, item, items);
             continue;
         }
         if (item.itemClass == ITEM_CLASS_NONE) continue;
-        frames.Push(frame | kChildrenDone);
-        if (node->m_pRight) frames.Push(reinterpret_cast<uintptr_t>(node->m_pRight));
-        if (node->m_pLeft) frames.Push(reinterpret_cast<uintptr_t>(node->m_pLeft));
+        frames.push_back(frame | kChildrenDone);
+        if (node->m_pRight) frames.push_back(reinterpret_cast<uintptr_t>(node->m_pRight));
+        if (node->m_pLeft) frames.push_back(reinterpret_cast<uintptr_t>(node->m_pLeft));
     }
-    // The storage grew by doubling as the items came (counting them first would read the
-    // whole tree twice, and a long expression's tree no longer fits the caches); a long
-    // expression keeps exactly the room its items take, not up to twice that.
-    CVariantVector& elements = stack->Elements();
-    if (elements.Capacity() > kExactFrom) elements.ShrinkToFit();
+    items.MoveTo(stack);
 }
 
 void BuildExpressionStack(const CSQLNode* node, cGenericStack* stack) {

@@ -3,12 +3,51 @@
 // small conversions the statement builders share. All walks are iterative.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "objectmodel/collections.h"
 #include "objectmodel/items.h"
 #include "parsetree/sqlnode.h"
+
+// The working room of the conversions: the items of the expression being converted, which
+// go to its stack in one move when the expression is done (a long expression's storage is
+// then allocated once, at its size, instead of doubling as the items come), and the frames
+// of the walk. A parser keeps one for all its statements, so that its conversions allocate
+// nothing in steady state and a long statement after a long one reuses memory that is
+// mapped already; a conversion outside a parser's build uses one of its own.
+class CConvertScratch {
+public:
+    // A statement of length characters begins: the room stays when the statement is at
+    // least half as long as the one before (as the parse tree keeps its storage), and is
+    // given back otherwise.
+    void Prepare(size_t length);
+    // Bytes held for the next conversions.
+    size_t HeldBytes() const {
+        return m_Items.capacity() * sizeof(IDispatch*) + m_Frames.capacity() * sizeof(uintptr_t);
+    }
+
+private:
+    friend void ConvertExpression(const CSQLNode* node, cGenericStack* stack);
+    std::vector<IDispatch*> m_Items;
+    std::vector<uintptr_t> m_Frames;
+    size_t m_nLastLength = 0;
+    bool m_bBusy = false;
+};
+
+// While it exists, the conversions on the calling thread work in scratch.
+class CConvertScope {
+public:
+    explicit CConvertScope(CConvertScratch& scratch);
+    ~CConvertScope();
+    CConvertScope(const CConvertScope&) = delete;
+    CConvertScope& operator=(const CConvertScope&) = delete;
+
+private:
+    CConvertScratch* m_pOuter;
+};
 
 // Appends the items of the subtree at node (nothing for a null node).
 void ConvertExpression(const CSQLNode* node, cGenericStack* stack);

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "builder/builders.h"
+#include "builder/convert.h"
 #include "builder/ref.h"
 #include "objectmodel/reporterror.h"
 
@@ -47,6 +48,7 @@ template <class T, class Fill> void cParser::Build(T*& field, STATEMENT_TYPE typ
 void cParser::BuildStatement() {
     const CSQLNode* root = m_ParseTree.GetRoot();
     if (!root) return;
+    CConvertScope scope(m_Scratch);
     const CParseTree& tree = m_ParseTree;
     switch (root->m_nKind) {
     case NODE_KIND_SELECT:
@@ -83,6 +85,7 @@ HRESULT cParser::ParseSQL(BSTR text) {
     // The pool keeps what the last statement took for this one (before its objects go).
     ObjectPool::NextStatement();
     ClearStatements();
+    m_Scratch.Prepare(SysStringLen(text));
     try {
         if (m_ParseTree.Parse(text) != PARSE_ACCEPTED) {
             const std::string report = m_ParseTree.GetErrorText();

@@ -2,6 +2,7 @@
 // last successful parse.
 #pragma once
 
+#include "builder/convert.h"
 #include "objectmodel/statements.h"
 #include "parsetree/parsetree.h"
 
@@ -32,6 +33,7 @@ public:
     void BuildStatement();
 
     const CParseTree& Tree() const { return m_ParseTree; }
+    const CConvertScratch& Scratch() const { return m_Scratch; }
 
 private:
     template <class T, class Itf> static HRESULT Read(T* statement, Itf** value) {
@@ -43,6 +45,7 @@ private:
     template <class T, class Fill> void Build(T*& field, STATEMENT_TYPE type, Fill fill);
 
     CParseTree m_ParseTree;
+    CConvertScratch m_Scratch; // the conversions' working room, kept between statements
     cSelectStmt* m_pSelectStmt = nullptr;
     cUpdateStmt* m_pUpdateStmt = nullptr;
     cInsertStmt* m_pInsertStmt = nullptr;

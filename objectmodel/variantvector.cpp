@@ -85,6 +85,22 @@ HRESULT CVariantVector::AppendReferenceSlow(IDispatch* object) {
     return S_OK;
 }
 
+HRESULT CVariantVector::AppendReferences(IDispatch* const* objects, size_t count) {
+    if (count > static_cast<size_t>(-1) - m_nEnd || !Reserve(Size() + count)) return E_OUTOFMEMORY;
+    if (m_bFull) {
+        for (size_t i = 0; i < count; ++i) {
+            VARIANT& v = Variants()[m_nEnd + i];
+            VariantInit(&v);
+            V_VT(&v) = VT_DISPATCH;
+            V_DISPATCH(&v) = objects[i];
+        }
+    } else {
+        std::memcpy(Objects() + m_nEnd, objects, count * sizeof(IDispatch*));
+    }
+    m_nEnd += count;
+    return S_OK;
+}
+
 HRESULT CVariantVector::AppendDispatchSlow(IDispatch* object) {
     if (object) object->AddRef();
     return AppendReferenceSlow(object);

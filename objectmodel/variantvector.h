@@ -53,6 +53,10 @@ public:
         Objects()[m_nEnd++] = object;
         return S_OK;
     }
+    // Appends count object references that the caller has added for the store, in one move:
+    // the storage grows to exactly the room they need. On failure the store is unchanged and
+    // the references stay the caller's.
+    HRESULT AppendReferences(IDispatch* const* objects, size_t count);
     // Appends a VARIANT whose ownership passes to the store (even on failure).
     HRESULT AppendOwned(VARIANT& value);
     // Clears and removes the first element.

@@ -176,6 +176,14 @@ TEST_F(Parser, DeepInputBuildsIteratively) {
     EXPECT_EQ(static_cast<cGenericStack*>(where)->Elements().Capacity(), static_cast<size_t>(count));
     where->Release();
     select->Release();
+    // The conversions' working room stays for a statement at least half as long, and goes
+    // with a much shorter one.
+    const size_t held = parser->Scratch().HeldBytes();
+    EXPECT_GE(held, count * sizeof(IDispatch*));
+    EXPECT_EQ(ParseText(parser, Repeat("SELECT a FROM t WHERE a = 0", " OR a = #", 60000, "")), S_OK);
+    EXPECT_EQ(parser->Scratch().HeldBytes(), held);
+    EXPECT_EQ(ParseText(parser, "SELECT a FROM t WHERE a = 1 OR b = 2"), S_OK);
+    EXPECT_LT(parser->Scratch().HeldBytes(), 1024u);
     parser->Release();
 }
 

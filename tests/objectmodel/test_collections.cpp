@@ -326,4 +326,33 @@ TEST_F(VariantVector, ReserveMakesExactRoomBehindTheLiveElements) {
     EXPECT_TRUE(HoldsSequence(store, 1, 3));
 }
 
+// Appending many references at once moves the store once, to exactly the room they need,
+// in whichever form the store is; a store that cannot hold them leaves them to the caller.
+TEST_F(VariantVector, AppendReferencesMovesOnceToExactRoom) {
+    Held<cNullExpression> a, b, c;
+    IDispatch* const objects[] = {a->Dispatch(), b->Dispatch(), c->Dispatch(), a->Dispatch()};
+    for (bool full : {false, true}) {
+        CVariantVector store;
+        if (full) ASSERT_EQ(AppendInt(store, 7), S_OK);
+        else ASSERT_EQ(store.AppendDispatch(b->Dispatch()), S_OK);
+        for (int round = 0; round < 2; ++round) {
+            for (IDispatch* object : objects) object->AddRef();
+            ASSERT_EQ(store.AppendReferences(objects, 4), S_OK);
+        }
+        EXPECT_EQ(store.Capacity(), 9u); // the first four fitted in the first storage (8)
+        EXPECT_EQ(store.IsCompact(), !full);
+        for (size_t i = 0; i < 8; ++i) {
+            const VARIANT& v = store.At(i + 1);
+            EXPECT_EQ(V_VT(&v), VT_DISPATCH);
+            EXPECT_EQ(V_DISPATCH(&v), objects[i % 4]) << i;
+        }
+        EXPECT_EQ(store.AppendReferences(objects, 0), S_OK);
+        EXPECT_EQ(store.Capacity(), 9u);
+        EXPECT_EQ(store.AppendReferences(objects, static_cast<size_t>(-1) / 2), E_OUTOFMEMORY);
+        EXPECT_EQ(store.Size(), 9u);
+    } // the stores release what they took: only the Held references are left
+    EXPECT_EQ(RefCount(a->Dispatch()), 1u);
+    EXPECT_EQ(RefCount(c->Dispatch()), 1u);
+}
+
 } // namespace
