@@ -1,6 +1,7 @@
 #include "builder/convert.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "builder/ref.h"
@@ -10,41 +11,126 @@ namespace {
 // The scratch of the parser whose statement the calling thread builds, if any.
 thread_local CConvertScratch* t_pScratch = nullptr;
 
-// The items of one conversion, kept in the scratch until they move to the stack. Each holds
-// one reference; the items still here when the conversion stops halfway are released.
+// The room of one conversion, taken only when its expression is long: the parser's scratch,
+// or (outside a parser's build, or for a conversion inside another) one of its own.
+class CConvertRoom {
+public:
+    CConvertRoom() = default;
+    CConvertRoom(const CConvertRoom&) = delete;
+    CConvertRoom& operator=(const CConvertRoom&) = delete;
+    ~CConvertRoom() {
+        if (m_pTaken) m_pTaken->m_bBusy = false;
+    }
+    CConvertScratch& Get() {
+        if (!m_pTaken) {
+            if (t_pScratch && !t_pScratch->m_bBusy) {
+                m_pTaken = t_pScratch;
+            } else {
+                m_pOwn.reset(new CConvertScratch);
+                m_pTaken = m_pOwn.get();
+            }
+            m_pTaken->m_bBusy = true;
+        }
+        return *m_pTaken;
+    }
+
+private:
+    CConvertScratch* m_pTaken = nullptr;
+    std::unique_ptr<CConvertScratch> m_pOwn;
+};
+
+// A LIFO stack of plain values whose first N elements live inside it; deeper ones go to the
+// room's frames.
+template <size_t N> class CFrameStack {
+public:
+    explicit CFrameStack(CConvertRoom& room) : m_Room(room) {}
+    ~CFrameStack() {
+        if (m_pSpill) m_pSpill->clear();
+    }
+    CFrameStack(const CFrameStack&) = delete;
+    CFrameStack& operator=(const CFrameStack&) = delete;
+
+    bool Empty() const { return m_nSize == 0; }
+    void Push(uintptr_t value) {
+        if (m_nSize < N)
+            m_Inline[m_nSize] = value;
+        else
+            Spill().push_back(value);
+        ++m_nSize;
+    }
+    uintptr_t Pop() {
+        --m_nSize;
+        if (m_nSize < N) return m_Inline[m_nSize];
+        const uintptr_t value = m_pSpill->back();
+        m_pSpill->pop_back();
+        return value;
+    }
+
+private:
+    std::vector<uintptr_t>& Spill() {
+        if (!m_pSpill) m_pSpill = &m_Room.Get().m_Frames;
+        return *m_pSpill;
+    }
+    uintptr_t m_Inline[N];
+    size_t m_nSize = 0;
+    CConvertRoom& m_Room;
+    std::vector<uintptr_t>* m_pSpill = nullptr;
+};
+
+// The items of one conversion. The first kDirect go straight to the stack; the items of a
+// longer expression gather in the room and move to the stack at the end, in one move to
+// storage of exactly their number, instead of the storage doubling as they come. Each item
+// in the room holds one reference; those still there when the conversion stops halfway are
+// released.
 class CPendingItems {
 public:
-    explicit CPendingItems(std::vector<IDispatch*>& items) : m_Items(items), m_nFirst(items.size()) {}
+    static constexpr size_t kDirect = 64;
+
+    CPendingItems(cGenericStack* stack, CConvertRoom& room)
+        : m_pStack(stack), m_Room(room), m_nDirectLeft(kDirect > stack->Elements().Size() ? kDirect - stack->Elements().Size() : 0) {}
     ~CPendingItems() {
-        for (size_t i = m_nFirst; i < m_Items.size(); ++i)
-            if (m_Items[i]) m_Items[i]->Release();
-        m_Items.resize(m_nFirst);
+        if (!m_pItems) return;
+        for (IDispatch* item : *m_pItems)
+            if (item) item->Release();
+        m_pItems->clear();
     }
     CPendingItems(const CPendingItems&) = delete;
     CPendingItems& operator=(const CPendingItems&) = delete;
 
-    // Appends a new item of class T and lets setup fill it in. The place is made first and
-    // the item takes it with its first reference, so an item whose setup fails (lack of
-    // memory) is released with the others.
+    // Appends a new item of class T and lets setup fill it in. The item's place (in the stack
+    // or the room) is its only reference as soon as it exists, so an item whose setup fails
+    // (lack of memory) goes with the others.
     template <class T, class Setup> void Emit(Setup setup) {
-        m_Items.push_back(nullptr);
         T* item = nullptr;
-        Check(T::CreateInstance(&item));
-        item->InternalAddRef();
-        m_Items.back() = item->Dispatch();
+        if (m_nDirectLeft) {
+            Check(T::CreateInstance(&item));
+            Check(m_pStack->AppendObject(item));
+            --m_nDirectLeft;
+        } else {
+            std::vector<IDispatch*>& items = Items();
+            items.push_back(nullptr);
+            Check(T::CreateInstance(&item));
+            item->InternalAddRef();
+            items.back() = item->Dispatch();
+        }
         setup(item);
     }
-    // The items go to the end of stack's storage, which grows to exactly their number.
-    void MoveTo(cGenericStack* stack) {
-        const size_t count = m_Items.size() - m_nFirst;
-        if (!count) return;
-        Check(stack->Elements().AppendReferences(m_Items.data() + m_nFirst, count));
-        m_Items.resize(m_nFirst);
+    // The items in the room go to the end of the stack.
+    void Finish() {
+        if (!m_pItems || m_pItems->empty()) return;
+        Check(m_pStack->Elements().AppendReferences(m_pItems->data(), m_pItems->size()));
+        m_pItems->clear();
     }
 
 private:
-    std::vector<IDispatch*>& m_Items;
-    size_t m_nFirst;
+    std::vector<IDispatch*>& Items() {
+        if (!m_pItems) m_pItems = &m_Room.Get().m_Items;
+        return *m_pItems;
+    }
+    cGenericStack* m_pStack;
+    CConvertRoom& m_Room;
+    size_t m_nDirectLeft;
+    std::vector<IDispatch*>* m_pItems = nullptr;
 };
 
 template <class T, class Kind> void EmitKind(CPendingItems& items, Kind kind) {
@@ -214,27 +300,18 @@ CConvertScope::~CConvertScope() { t_pScratch = m_pOuter; }
 
 void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
     if (!root) return;
-    CConvertScratch own;
-    CConvertScratch& scratch = t_pScratch && !t_pScratch->m_bBusy ? *t_pScratch : own;
-    scratch.m_bBusy = true;
-    struct Done {
-        CConvertScratch& scratch;
-        ~Done() {
-            scratch.m_Frames.clear();
-            scratch.m_bBusy = false;
-        }
-    } done{scratch};
-    CPendingItems items(scratch.m_Items);
+    CConvertRoom room;
+    CPendingItems items(stack, room);
     // An explicit stack of frames: left subtree, right subtree, node. A frame is the node's
     // address with the low bit set once its children are done (nodes are word-aligned);
-    // one word per frame is stored and loaded whole.
+    // one word per frame is stored and loaded whole. Most expressions are shallow: their
+    // frames stay inside the frame stack.
     static_assert(alignof(CSQLNode) > 1, "the low bit of a node address marks a finished frame");
     constexpr uintptr_t kChildrenDone = 1;
-    std::vector<uintptr_t>& frames = scratch.m_Frames;
-    frames.push_back(reinterpret_cast<uintptr_t>(root));
-    while (!frames.empty()) {
-        const uintptr_t frame = frames.back();
-        frames.pop_back();
+    CFrameStack<64> frames(room);
+    frames.Push(reinterpret_cast<uintptr_t>(root));
+    while (!frames.Empty()) {
+        const uintptr_t frame = frames.Pop();
         const auto* node = reinterpret_cast<const CSQLNode*>(frame & ~kChildrenDone);
         const ItemOfKind item = ItemOf(node->m_nKind);
         if (frame & kChildrenDone || IsOperand(item.itemClass)) {
@@ -242,11 +319,11 @@ void ConvertExpression(const CSQLNode* root, cGenericStack* stack) {
             continue;
         }
         if (item.itemClass == ITEM_CLASS_NONE) continue;
-        frames.push_back(frame | kChildrenDone);
-        if (node->m_pRight) frames.push_back(reinterpret_cast<uintptr_t>(node->m_pRight));
-        if (node->m_pLeft) frames.push_back(reinterpret_cast<uintptr_t>(node->m_pLeft));
+        frames.Push(frame | kChildrenDone);
+        if (node->m_pRight) frames.Push(reinterpret_cast<uintptr_t>(node->m_pRight));
+        if (node->m_pLeft) frames.Push(reinterpret_cast<uintptr_t>(node->m_pLeft));
     }
-    items.MoveTo(stack);
+    items.Finish();
 }
 
 void BuildExpressionStack(const CSQLNode* node, cGenericStack* stack) {

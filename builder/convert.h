@@ -29,12 +29,14 @@ public:
         return m_Items.capacity() * sizeof(IDispatch*) + m_Frames.capacity() * sizeof(uintptr_t);
     }
 
-private:
-    friend void ConvertExpression(const CSQLNode* node, cGenericStack* stack);
+    // The conversion's own (convert.cpp): items waiting for their stack, frames of the walk,
+    // and whether a conversion works in it.
     std::vector<IDispatch*> m_Items;
     std::vector<uintptr_t> m_Frames;
-    size_t m_nLastLength = 0;
     bool m_bBusy = false;
+
+private:
+    size_t m_nLastLength = 0;
 };
 
 // While it exists, the conversions on the calling thread work in scratch.

@@ -65,6 +65,8 @@ TEST(OutOfMemory, EveryFailedAllocationGivesEOutOfMemoryAndLeavesNothing) {
         "UPDATE a_long_table_name SET a_long_column_name = 'a long string value' WHERE t.b_long_column_name = 1",
         "CREATE TABLE t (a CHAR(10), b INTEGER)",
         "SELECT a b FROM t", // a rejected statement: the report must survive too
+        // an expression long enough for its items to gather before they go to the stack
+        "SELECT a FROM t WHERE a IN (1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20)",
     };
     for (const char* sql : statements) {
         bool succeeded = false;
