@@ -292,6 +292,16 @@ void CConvertScratch::Prepare(size_t length) {
         std::vector<uintptr_t>().swap(m_Frames);
     }
     m_nLastLength = length;
+    // Reserved from the length, as the parse tree reserves its arrays: a long expression's
+    // items and frames then fill pages in place instead of being copied as the room doubles
+    // (a copy that leaves the old pages in the heap). Expressions take up to about an item
+    // per two bytes and a frame per four; the room grows when one takes more. Short
+    // statements seldom need the room at all.
+    constexpr size_t kReservedFrom = 4096;
+    if (length >= kReservedFrom) {
+        m_Items.reserve(length / 2);
+        m_Frames.reserve(length / 4);
+    }
 }
 
 CConvertScope::CConvertScope(CConvertScratch& scratch) : m_pOuter(t_pScratch) { t_pScratch = &scratch; }

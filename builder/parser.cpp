@@ -85,12 +85,12 @@ HRESULT cParser::ParseSQL(BSTR text) {
     // The pool keeps what the last statement took for this one (before its objects go).
     ObjectPool::NextStatement();
     ClearStatements();
-    m_Scratch.Prepare(SysStringLen(text));
     try {
         if (m_ParseTree.Parse(text) != PARSE_ACCEPTED) {
             const std::string report = m_ParseTree.GetErrorText();
             return ReportError(CLSID_Parser, report.c_str());
         }
+        m_Scratch.Prepare(SysStringLen(text));
         BuildStatement();
         return S_OK;
     } catch (const CBuildError& e) {
