@@ -14,6 +14,8 @@
 //              parsed: every list, stack and item, AsString included
 //   ParseSQLx2 ParseSQL on two threads at once, each with its own parser; its figure is the
 //              two threads' bytes together, and "scaling" compares it with one thread
+// The parsers (the main thread's, and the second thread's with that thread) are kept for
+// the whole run, as a host keeps them.
 //
 // Every case is measured in each of --reps rounds, the cases of a round one after the other,
 // so that a busy moment of the machine spreads over all of them; the best round counts. The
