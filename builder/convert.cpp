@@ -86,8 +86,10 @@ class CPendingItems {
 public:
     static constexpr size_t kDirect = 64;
 
-    CPendingItems(cGenericStack* stack, CConvertRoom& room)
-        : m_pStack(stack), m_Room(room), m_nDirectLeft(kDirect > stack->Elements().Size() ? kDirect - stack->Elements().Size() : 0) {}
+    CPendingItems(cGenericStack* stack, CConvertRoom& room) : m_pStack(stack), m_Room(room) {
+        const size_t held = stack->Elements().Size();
+        m_nDirectLeft = held < kDirect ? kDirect - held : 0;
+    }
     ~CPendingItems() {
         if (!m_pItems) return;
         for (IDispatch* item : *m_pItems)
@@ -129,7 +131,7 @@ private:
     }
     cGenericStack* m_pStack;
     CConvertRoom& m_Room;
-    size_t m_nDirectLeft;
+    size_t m_nDirectLeft; // items that still go straight to the stack
     std::vector<IDispatch*>* m_pItems = nullptr;
 };
 

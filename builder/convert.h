@@ -12,17 +12,18 @@
 #include "objectmodel/items.h"
 #include "parsetree/sqlnode.h"
 
-// The working room of the conversions: the items of the expression being converted, which
-// go to its stack in one move when the expression is done (a long expression's storage is
-// then allocated once, at its size, instead of doubling as the items come), and the frames
-// of the walk. A parser keeps one for all its statements, so that its conversions allocate
-// nothing in steady state and a long statement after a long one reuses memory that is
-// mapped already; a conversion outside a parser's build uses one of its own.
+// The working room of the conversions: the items of a long expression (beyond the first
+// few, which go straight to its stack), which go to its stack in one move when the
+// expression is done, so that its storage is allocated once, at its size, instead of
+// doubling as the items come; and the frames of a deep walk. A parser keeps one for all its
+// statements, so that its conversions allocate nothing in steady state and a long statement
+// after a long one reuses memory that is mapped already; a conversion outside a parser's
+// build uses one of its own.
 class CConvertScratch {
 public:
-    // A statement of length characters begins: the room stays when the statement is at
-    // least half as long as the one before (as the parse tree keeps its storage), and is
-    // given back otherwise.
+    // A statement of length characters is about to be built: the room stays when the
+    // statement is at least half as long as the one before (as the parse tree keeps its
+    // storage), and is given back otherwise.
     void Prepare(size_t length);
     // Bytes held for the next conversions.
     size_t HeldBytes() const {

@@ -69,11 +69,6 @@ public:
     // Makes room for count elements in all (the live ones included), exactly when the store
     // has to move for it. False when memory runs out; the store is unchanged then.
     bool Reserve(size_t count) { return count <= m_nCapacity - m_nHead || MoveTo(count, m_bFull); }
-    // Moves the live elements to storage of exactly their number; the store stays as it is
-    // when memory runs out.
-    void ShrinkToFit() {
-        if (m_nCapacity != Size()) MoveTo(Size(), m_bFull);
-    }
     // True while every element is an object reference kept as a bare pointer.
     bool IsCompact() const { return !m_bFull; }
 
