@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "builder/ref.h"
@@ -298,11 +299,14 @@ void CConvertScratch::Prepare(size_t length) {
     // items and frames then fill pages in place instead of being copied as the room doubles
     // (a copy that leaves the old pages in the heap). Expressions take up to about an item
     // per two bytes and a frame per four; the room grows when one takes more. Short
-    // statements seldom need the room at all.
+    // statements seldom need the room at all. The reserve only saves copies: when the address
+    // space cannot hold it (a huge statement in a 32-bit process), the room grows as needed.
     constexpr size_t kReservedFrom = 4096;
-    if (length >= kReservedFrom) {
+    if (length < kReservedFrom) return;
+    try {
         m_Items.reserve(length / 2);
         m_Frames.reserve(length / 4);
+    } catch (const std::bad_alloc&) {
     }
 }
 
